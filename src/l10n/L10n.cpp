@@ -1,0 +1,50 @@
+#include "L10n.h"
+
+#include "platform/Settings.h"
+
+L10n::L10n(QObject *parent)
+    : QObject(parent)
+{
+    const QString stored = platform::hubSettings().value(SettingsKey, QStringLiteral("en")).toString();
+    // Only the exact text "ja" picks Japanese; the system locale plays no part.
+    m_language = stored == QLatin1String("ja") ? AppLanguage::Ja : AppLanguage::En;
+}
+
+L10n &L10n::shared()
+{
+    static L10n *instance = new L10n;
+    return *instance;
+}
+
+void L10n::setLanguage(AppLanguage language)
+{
+    const bool changed = language != m_language;
+    m_language = language;
+    platform::hubSettings().setValue(SettingsKey, appLanguage::storedText(language));
+    if (changed)
+        emit languageChanged();
+}
+
+QString L10n::string(const StringKey &key) const
+{
+    return isJapanese() ? key.ja : key.en;
+}
+
+QString L10n::text(const QString &en, const QString &ja) const
+{
+    return isJapanese() ? ja : en;
+}
+
+StringKey L10n::lastChecked(const QString &time)
+{
+    return {QStringLiteral("Last checked: ") + time + QStringLiteral(" today"),
+            QStringLiteral("最終確認: 今日 ") + time};
+}
+
+StringKey L10n::updatesAvailable(qint64 count)
+{
+    const QString number = QString::number(count);
+    return {number + QStringLiteral(" update") + (count == 1 ? QString() : QStringLiteral("s"))
+                + QStringLiteral(" available"),
+            number + QStringLiteral("件のアップデートがあります")};
+}

@@ -1,0 +1,45 @@
+#pragma once
+
+#include "AppLanguage.h"
+#include "StringKey.h"
+
+#include <QObject>
+
+// Holds the interface language, keeps it in the settings file and tells
+// every view when it changes.
+class L10n : public QObject
+{
+    Q_OBJECT
+    Q_PROPERTY(AppLanguageNs::AppLanguage language READ language WRITE setLanguage NOTIFY languageChanged)
+    Q_PROPERTY(bool japanese READ isJapanese NOTIFY languageChanged)
+
+public:
+    static constexpr auto SettingsKey = "app_language";
+
+    // Reads the stored choice; writes nothing.
+    explicit L10n(QObject *parent = nullptr);
+
+    // The one instance of the process, made on first use.
+    static L10n &shared();
+
+    AppLanguage language() const { return m_language; }
+    // Every call stores the choice; only a change notifies.
+    void setLanguage(AppLanguage language);
+    bool isJapanese() const { return m_language == AppLanguage::Ja; }
+
+    Q_INVOKABLE QString string(const StringKey &key) const;
+    // An inline pair, for views that hold both literals themselves.
+    Q_INVOKABLE QString text(const QString &en, const QString &ja) const;
+
+    static StringKey lastChecked(const QString &time);
+    static StringKey updatesAvailable(qint64 count);
+
+    Q_INVOKABLE QString lastCheckedText(const QString &time) const { return string(lastChecked(time)); }
+    Q_INVOKABLE QString updatesAvailableText(qint64 count) const { return string(updatesAvailable(count)); }
+
+signals:
+    void languageChanged();
+
+private:
+    AppLanguage m_language = AppLanguage::En;
+};
