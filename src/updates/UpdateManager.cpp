@@ -1,13 +1,208 @@
 #include "UpdateManager.h"
 
 #include "VersionComparison.h"
+#include "catalog/ProductCatalogManager.h"
+#include "platform/Clock.h"
+#include "platform/Desktop.h"
+#include "platform/Host.h"
+#include "platform/HostPaths.h"
+#include "platform/HttpFetch.h"
+#include "platform/Sleeper.h"
 
-UpdateManager::UpdateManager(QObject *parent)
+#include <algorithm>
+
+UpdateManager::UpdateManager(const QUrl &versionsURL, platform::Host &host,
+                             std::chrono::milliseconds checkInterval, QObject *parent)
     : QObject(parent)
+    , m_host(host)
+    , m_versionsURL(versionsURL)
+    , m_checkInterval(checkInterval)
 {
 }
 
 bool UpdateManager::isNewer(const QString &candidate, const QString &reference)
 {
     return versions::isNewer(candidate, reference);
+}
+
+void UpdateManager::bindCatalog(ProductCatalogManager *catalog)
+{
+    m_catalog = catalog;
+}
+
+void UpdateManager::startBackgroundChecks(ProductCatalogManager *catalog)
+{
+    bindCatalog(catalog);
+    // Installed versions are known before any network traffic.
+    rebuildStates();
+    checkForUpdates();
+    runSchedule(this, m_host, m_checkInterval);
+}
+
+QCoro::Task<> UpdateManager::runSchedule(QPointer<UpdateManager> manager, platform::Host &host,
+                                         std::chrono::milliseconds interval)
+{
+    while (manager) {
+        co_await host.sleeper.sleep(interval);
+        if (manager)
+            co_await manager->checkForUpdates();
+    }
+}
+
+QCoro::Task<Outcome> UpdateManager::checkForUpdates()
+{
+    if (m_isChecking)
+        co_return Outcome::failure(QStringLiteral("a check is already running"));
+    QPointer self(this);
+    setChecking(true);
+
+    const FetchedVersions fetched = co_await fetchVersions();
+    if (!self)
+        co_return Outcome::failure(QStringLiteral("the update manager was closed"));
+    if (fetched.outcome.ok()) {
+        applyVersions(fetched.records);
+        const QDateTime now = m_host.clock.now();
+        if (m_lastChecked != now) {
+            m_lastChecked = now;
+            emit lastCheckedChanged();
+        }
+    }
+    setChecking(false);
+    co_return fetched.outcome;
+}
+
+QCoro::Task<UpdateManager::FetchedVersions> UpdateManager::fetchVersions()
+{
+    if (!m_versionsURL.isValid())
+        co_return {Outcome::failure(QStringLiteral("bad versions URL")), {}};
+    QNetworkRequest request(m_versionsURL);
+    request.setTransferTimeout(60 * 1000);
+    const platform::FetchedBody fetched = co_await platform::fetchBody(m_host.network, request);
+    if (!fetched.outcome.ok())
+        co_return {fetched.outcome, {}};
+    auto records = PluginVersionInfo::decodeFeed(fetched.body);
+    if (!records)
+        co_return {Outcome::failure(QStringLiteral("the versions feed is not a valid document")), {}};
+    co_return {Outcome::success(), std::move(*records)};
+}
+
+void UpdateManager::applyVersions(const QList<PluginVersionInfo> &records)
+{
+    for (const PluginVersionInfo &record : records) {
+        if (record.plugin_id == PluginVersionInfo::HubId) {
+            applyHubRecord(record);
+            continue;
+        }
+        const auto entry = m_states.find(record.plugin_id);
+        if (entry == m_states.end())
+            continue;
+
+        ProductUpdateState &state = *entry;
+        const auto &installed = state.installedVersions;
+        // Any installed format older than the published version counts.
+        const bool anyOlder = std::any_of(installed.cbegin(), installed.cend(), [&](const QString &version) {
+            return isNewer(record.version, version);
+        });
+        state.latestVersion = record.version;
+        state.downloadURL = record.download_url;
+        state.status = installed.isEmpty() ? UpdateStatus::notInstalled()
+            : anyOlder                     ? UpdateStatus::updateAvailable(record.version, record.download_url)
+                                           : UpdateStatus::upToDate();
+        emit statesChanged();
+    }
+}
+
+void UpdateManager::applyHubRecord(const PluginVersionInfo &record)
+{
+    const QString &installed = m_hubSelfUpdate.installedVersion;
+    const HubSelfUpdateState next{
+        installed, record.version,
+        isNewer(record.version, installed) ? UpdateStatus::updateAvailable(record.version, record.download_url)
+                                           : UpdateStatus::upToDate()};
+    if (next == m_hubSelfUpdate)
+        return;
+    m_hubSelfUpdate = next;
+    emit hubSelfUpdateChanged();
+}
+
+void UpdateManager::rebuildStates()
+{
+    if (!m_catalog)
+        return;
+
+    const QString home = m_host.paths.homePath();
+    QHash<QString, ProductUpdateState> rebuilt;
+    rebuilt.reserve(m_catalog->products().size());
+    for (const Product &product : m_catalog->products()) {
+        ProductUpdateState state{product, installedVersions(product, home, m_host.propertyLists), {}, {}, {}};
+        // Plain text order, not version order: "1.10" sorts before "1.9".
+        const QStringList texts = state.installedVersions.values();
+        const auto lowest = std::min_element(texts.cbegin(), texts.cend());
+
+        if (const auto previous = m_states.constFind(product.id); previous != m_states.cend()) {
+            state.latestVersion = previous->latestVersion;
+            state.downloadURL = previous->downloadURL;
+        }
+        if (texts.isEmpty())
+            state.status = UpdateStatus::notInstalled();
+        else if (state.latestVersion && isNewer(*state.latestVersion, *lowest))
+            state.status = UpdateStatus::updateAvailable(*state.latestVersion, state.downloadURL.value_or(QString()));
+        else
+            state.status = UpdateStatus::upToDate();
+        rebuilt.insert(product.id, std::move(state));
+    }
+    m_states = std::move(rebuilt);
+    emit statesChanged();
+}
+
+void UpdateManager::downloadAndReveal(const QString &pluginId, const QString &downloadURL)
+{
+    download(pluginId, downloadURL, true);
+}
+
+QCoro::Task<installers::DownloadResult> UpdateManager::download(QString pluginId, QString downloadURL, bool reveal)
+{
+    if (m_downloadingIds.contains(pluginId))
+        co_return {Outcome::failure(QStringLiteral("%1 is already downloading").arg(pluginId)), {}};
+    QPointer self(this);
+    setDownloading(pluginId, true);
+
+    installers::DownloadResult result;
+    const QUrl url(downloadURL, QUrl::StrictMode);
+    const auto name = installers::fileName(url, pluginId);
+    if (!url.isValid() || url.isRelative()) {
+        result.outcome = Outcome::failure(QStringLiteral("not a download URL: %1").arg(downloadURL));
+    } else if (!name) {
+        result.outcome = Outcome::failure(QStringLiteral("no safe file name for %1").arg(pluginId));
+    } else {
+        result = co_await installers::download(m_host.network, url, *name, m_host.paths.downloadsDirectory());
+        if (result.outcome.ok() && reveal)
+            m_host.revealer.reveal(result.savedPath);
+    }
+    if (self)
+        setDownloading(pluginId, false);
+    co_return result;
+}
+
+void UpdateManager::startHubSelfUpdate()
+{
+    if (triggerSparkleUpdate)
+        triggerSparkleUpdate();
+}
+
+void UpdateManager::setChecking(bool checking)
+{
+    if (checking == m_isChecking)
+        return;
+    m_isChecking = checking;
+    emit isCheckingChanged();
+}
+
+void UpdateManager::setDownloading(const QString &pluginId, bool downloading)
+{
+    if (downloading)
+        m_downloadingIds.insert(pluginId);
+    else
+        m_downloadingIds.remove(pluginId);
+    emit downloadingIdsChanged();
 }

@@ -1,23 +1,70 @@
 #pragma once
 
+#include "PluginVersionInfo.h"
+#include "UpdateStatus.h"
 #include "catalog/Product.h"
+#include "InstallerDownload.h"
+#include "platform/Outcome.h"
 
+#include <QCoro/QCoroTask>
+#include <QDateTime>
+#include <QHash>
 #include <QMap>
 #include <QObject>
-#include <QString>
+#include <QPointer>
+#include <QSet>
+#include <QUrl>
+
+#include <chrono>
+#include <functional>
+#include <optional>
+
+class ProductCatalogManager;
 
 namespace platform {
 class PropertyListReader;
+struct Host;
 }
 
+// Knows, for every catalogue product, what is installed, what the maker
+// last published and whether an update is available; checks the feed at
+// start and every day, and downloads installers into Downloads.
 class UpdateManager : public QObject
 {
     Q_OBJECT
+    Q_PROPERTY(bool isChecking READ isChecking NOTIFY isCheckingChanged)
+    Q_PROPERTY(QDateTime lastChecked READ lastCheckedForView NOTIFY lastCheckedChanged)
 
 public:
-    explicit UpdateManager(QObject *parent = nullptr);
+    static constexpr std::chrono::milliseconds DefaultCheckInterval = std::chrono::hours(24);
 
-    // Strictly newer by numeric components; see versions::isNewer.
+    UpdateManager(const QUrl &versionsURL, platform::Host &host,
+                  std::chrono::milliseconds checkInterval = DefaultCheckInterval, QObject *parent = nullptr);
+
+    const QHash<QString, ProductUpdateState> &states() const { return m_states; }
+    bool isChecking() const { return m_isChecking; }
+    std::optional<QDateTime> lastChecked() const { return m_lastChecked; }
+    const QSet<QString> &downloadingIds() const { return m_downloadingIds; }
+    const HubSelfUpdateState &hubSelfUpdate() const { return m_hubSelfUpdate; }
+
+    // Starts the hub's own update; set once the main window is up.
+    std::function<void()> triggerSparkleUpdate;
+
+    // The catalogue whose products the states follow.
+    void bindCatalog(ProductCatalogManager *catalog);
+    // Rebuilds at once, checks now, then every `checkInterval`.
+    void startBackgroundChecks(ProductCatalogManager *catalog);
+    // A check while one runs returns at once.
+    QCoro::Task<Outcome> checkForUpdates();
+    Q_INVOKABLE void check() { checkForUpdates(); }
+    // Installed versions afresh from disk, latest versions remembered.
+    void rebuildStates();
+    // At most one download per product; returns at once.
+    Q_INVOKABLE void downloadAndReveal(const QString &pluginId, const QString &downloadURL);
+    // The same download, awaitable, for the command line.
+    QCoro::Task<installers::DownloadResult> download(QString pluginId, QString downloadURL, bool reveal);
+    Q_INVOKABLE void startHubSelfUpdate();
+
     static bool isNewer(const QString &candidate, const QString &reference);
 
     // Format → CFBundleShortVersionString of each installed bundle whose
@@ -25,4 +72,36 @@ public:
     static QMap<QString, QString> installedVersions(const Product &product, const QString &homePath,
                                                     const platform::PropertyListReader &reader);
     static QMap<QString, QString> installedVersions(const Product &product);
+
+signals:
+    void statesChanged();
+    void isCheckingChanged();
+    void lastCheckedChanged();
+    void downloadingIdsChanged();
+    void hubSelfUpdateChanged();
+
+private:
+    struct FetchedVersions
+    {
+        Outcome outcome;
+        QList<PluginVersionInfo> records;
+    };
+    QCoro::Task<FetchedVersions> fetchVersions();
+    void applyVersions(const QList<PluginVersionInfo> &records);
+    void applyHubRecord(const PluginVersionInfo &record);
+    void setChecking(bool checking);
+    void setDownloading(const QString &pluginId, bool downloading);
+    QDateTime lastCheckedForView() const { return m_lastChecked.value_or(QDateTime()); }
+    static QCoro::Task<> runSchedule(QPointer<UpdateManager> manager, platform::Host &host,
+                                     std::chrono::milliseconds interval);
+
+    platform::Host &m_host;
+    const QUrl m_versionsURL;
+    const std::chrono::milliseconds m_checkInterval;
+    QPointer<ProductCatalogManager> m_catalog;
+    QHash<QString, ProductUpdateState> m_states;
+    bool m_isChecking = false;
+    std::optional<QDateTime> m_lastChecked;
+    QSet<QString> m_downloadingIds;
+    HubSelfUpdateState m_hubSelfUpdate = HubSelfUpdateState::current();
 };

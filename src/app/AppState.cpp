@@ -1,0 +1,103 @@
+#include "AppState.h"
+
+#include "platform/Host.h"
+#include "platform/HostPaths.h"
+#include "platform/Sleeper.h"
+
+#include <QDir>
+
+AppState::AppState(platform::Host &host, const ServiceAddress &service, const Schedule &schedule, QObject *parent)
+    : QObject(parent)
+    , m_host(host)
+    , m_schedule(schedule)
+    , m_catalog(new ProductCatalogManager(host.paths.hubDirectory(), service.catalogURL(), host,
+                                          schedule.catalogFetchInterval, this))
+    , m_updateManager(new UpdateManager(service.versionsURL(), host, schedule.updateCheckInterval, this))
+{
+}
+
+void AppState::setSelectedTab(AppTab tab)
+{
+    if (tab == m_selectedTab)
+        return;
+    m_selectedTab = tab;
+    emit selectedTabChanged();
+}
+
+void AppState::setup()
+{
+    if (m_isSetUp)
+        return;
+    m_isSetUp = true;
+
+    prepareHubDirectory();
+    m_catalog->startBackgroundFetches();
+    refreshAllStates();
+    startBackgroundTasks();
+    m_updateManager->startBackgroundChecks(m_catalog);
+}
+
+void AppState::prepareHubDirectory()
+{
+    // A failure here only means the catalogue cannot be cached.
+    const QString hubDirectory = m_host.paths.hubDirectory();
+    if (!hubDirectory.isEmpty())
+        QDir().mkpath(hubDirectory);
+}
+
+void AppState::refreshAllStates()
+{
+    const QList<Product> &products = m_catalog->products();
+    if (products.isEmpty())
+        return;
+
+    for (const Product &product : products)
+        setProductState(product.id, HubInstallState::Loading);
+
+    // Probe each id once, from its first catalogue entry, so the refresh
+    // stays linear in the size of the catalogue.
+    const QString home = m_host.paths.homePath();
+    QHash<QString, HubInstallState> computed;
+    computed.reserve(products.size());
+    for (const Product &product : products) {
+        if (!computed.contains(product.id))
+            computed.insert(product.id, stateOf(product, home));
+        setProductState(product.id, computed.value(product.id));
+    }
+}
+
+HubInstallState AppState::computeState(const QString &productId) const
+{
+    const QList<Product> &products = m_catalog->products();
+    const auto product = std::find_if(products.cbegin(), products.cend(),
+                                      [&](const Product &p) { return p.id == productId; });
+    if (product == products.cend())
+        return HubInstallState::NotInstalled;
+    return stateOf(*product, m_host.paths.homePath());
+}
+
+HubInstallState AppState::stateOf(const Product &product, const QString &homePath)
+{
+    return product.isInstalled(homePath) ? HubInstallState::Installed : HubInstallState::NotInstalled;
+}
+
+void AppState::setProductState(const QString &productId, HubInstallState state)
+{
+    m_productStates.insert(productId, state);
+    emit productStatesChanged();
+}
+
+void AppState::startBackgroundTasks()
+{
+    runStateRefresh(this, m_host, m_schedule.stateRefreshInterval);
+}
+
+QCoro::Task<> AppState::runStateRefresh(QPointer<AppState> state, platform::Host &host,
+                                        std::chrono::milliseconds interval)
+{
+    while (state) {
+        co_await host.sleeper.sleep(interval);
+        if (state)
+            state->refreshAllStates();
+    }
+}

@@ -1,0 +1,104 @@
+#include "ProductCatalogManager.h"
+
+#include "platform/Host.h"
+#include "platform/HttpFetch.h"
+#include "platform/Sleeper.h"
+
+#include <QFile>
+#include <QPointer>
+#include <QSaveFile>
+
+ProductCatalogManager::ProductCatalogManager(const QString &hubDirectory, const QUrl &catalogURL,
+                                             platform::Host &host, std::chrono::milliseconds fetchInterval,
+                                             QObject *parent)
+    : QObject(parent)
+    , m_host(host)
+    , m_catalogURL(catalogURL)
+    , m_cacheFilePath(hubDirectory + QStringLiteral("/product_catalog.json"))
+    , m_fetchInterval(fetchInterval)
+{
+    loadCache();
+}
+
+void ProductCatalogManager::loadCache()
+{
+    QFile cache(m_cacheFilePath);
+    if (!cache.open(QIODevice::ReadOnly))
+        return;
+    const auto products = Product::decodeCatalog(cache.readAll());
+    if (products && !products->isEmpty())
+        applyProducts(*products);
+}
+
+QCoro::Task<Outcome> ProductCatalogManager::fetchCatalog()
+{
+    QPointer self(this);
+    setLoading(true);
+
+    QNetworkRequest request(m_catalogURL);
+    request.setTransferTimeout(int(RequestTimeout.count()));
+    request.setAttribute(QNetworkRequest::CacheLoadControlAttribute, QNetworkRequest::AlwaysNetwork);
+    const platform::FetchedBody fetched = co_await platform::fetchBody(m_host.network, request);
+    if (!self)
+        co_return Outcome::failure(QStringLiteral("the catalogue was closed"));
+
+    Outcome outcome = fetched.outcome;
+    if (outcome.ok()) {
+        const auto products = Product::decodeCatalog(fetched.body);
+        if (!products) {
+            outcome = Outcome::failure(QStringLiteral("the catalogue is not a valid document"));
+        } else if (products->isEmpty()) {
+            // An empty catalogue never replaces the one the user has.
+            outcome = Outcome::failure(QStringLiteral("the catalogue is empty"));
+        } else {
+            applyProducts(*products);
+            QSaveFile cache(m_cacheFilePath);
+            if (cache.open(QIODevice::WriteOnly) && cache.write(fetched.body) == fetched.body.size())
+                cache.commit();
+        }
+    }
+    setLoading(false);
+    co_return outcome;
+}
+
+void ProductCatalogManager::refresh()
+{
+    fetchCatalog();
+}
+
+void ProductCatalogManager::startBackgroundFetches()
+{
+    fetchCatalog();
+    runSchedule(this, m_host, m_fetchInterval);
+}
+
+QCoro::Task<> ProductCatalogManager::runSchedule(QPointer<ProductCatalogManager> manager, platform::Host &host,
+                                                 std::chrono::milliseconds interval)
+{
+    // Ends with the manager: a schedule for nothing has nothing to do.
+    while (manager) {
+        co_await host.sleeper.sleep(interval);
+        if (manager)
+            co_await manager->fetchCatalog();
+    }
+}
+
+void ProductCatalogManager::applyProducts(const QList<Product> &products)
+{
+    if (products != m_products) {
+        m_products = products;
+        emit productsChanged();
+    }
+    m_sections = Product::sections(m_products);
+    emit sectionsChanged();
+    ++m_revision;
+    emit revisionChanged();
+}
+
+void ProductCatalogManager::setLoading(bool loading)
+{
+    if (loading == m_isLoading)
+        return;
+    m_isLoading = loading;
+    emit isLoadingChanged();
+}

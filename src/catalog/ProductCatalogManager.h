@@ -1,0 +1,72 @@
+#pragma once
+
+#include "Product.h"
+#include "platform/Outcome.h"
+
+#include <QCoro/QCoroTask>
+#include <QObject>
+#include <QUrl>
+
+#include <chrono>
+
+namespace platform {
+struct Host;
+}
+
+// Owns the product catalogue: shows the cached one at once, downloads a
+// fresh one on request and every six hours, and keeps it both as a flat
+// list and as ordered sections.
+class ProductCatalogManager : public QObject
+{
+    Q_OBJECT
+    Q_PROPERTY(qint64 revision READ revision NOTIFY revisionChanged)
+    Q_PROPERTY(bool isLoading READ isLoading NOTIFY isLoadingChanged)
+    Q_PROPERTY(int productCount READ productCount NOTIFY productsChanged)
+
+public:
+    static constexpr std::chrono::milliseconds DefaultFetchInterval = std::chrono::hours(6);
+    static constexpr std::chrono::milliseconds RequestTimeout = std::chrono::seconds(10);
+
+    // Reads the cache file in `hubDirectory` at once; never fails.
+    ProductCatalogManager(const QString &hubDirectory, const QUrl &catalogURL, platform::Host &host,
+                          std::chrono::milliseconds fetchInterval = DefaultFetchInterval,
+                          QObject *parent = nullptr);
+
+    const QList<Product> &products() const { return m_products; }
+    const QList<ProductSection> &sections() const { return m_sections; }
+    int productCount() const { return int(m_products.size()); }
+    qint64 revision() const { return m_revision; }
+    bool isLoading() const { return m_isLoading; }
+    QString cacheFilePath() const { return m_cacheFilePath; }
+    QUrl catalogURL() const { return m_catalogURL; }
+
+    // Downloads the catalogue and applies it when it is usable. Fetches may
+    // overlap; the last one applied wins.
+    QCoro::Task<Outcome> fetchCatalog();
+    // The same, for the refresh button.
+    Q_INVOKABLE void refresh();
+    // One fetch now, then one `fetchInterval` after each previous one ended.
+    void startBackgroundFetches();
+
+signals:
+    void productsChanged();
+    void sectionsChanged();
+    void revisionChanged();
+    void isLoadingChanged();
+
+private:
+    void loadCache();
+    void applyProducts(const QList<Product> &products);
+    void setLoading(bool loading);
+    static QCoro::Task<> runSchedule(QPointer<ProductCatalogManager> manager, platform::Host &host,
+                                     std::chrono::milliseconds interval);
+
+    platform::Host &m_host;
+    const QUrl m_catalogURL;
+    const QString m_cacheFilePath;
+    const std::chrono::milliseconds m_fetchInterval;
+    QList<Product> m_products;
+    QList<ProductSection> m_sections;
+    qint64 m_revision = 0;
+    bool m_isLoading = false;
+};

@@ -1,0 +1,193 @@
+#include "CommandLine.h"
+
+#include "StatusReport.h"
+#include "app/AppState.h"
+#include "platform/Host.h"
+
+#include <QCoreApplication>
+#include <QCoro/QCoroTask>
+#include <QTextStream>
+
+namespace cli {
+namespace {
+
+QTextStream &out()
+{
+    static QTextStream stream(stdout);
+    return stream;
+}
+
+QTextStream &err()
+{
+    static QTextStream stream(stderr);
+    return stream;
+}
+
+Invocation usageError(const QString &why)
+{
+    Invocation invocation;
+    invocation.action = Invocation::Action::UsageError;
+    invocation.usageError = why;
+    return invocation;
+}
+
+// Loads the cache, fetches the catalogue and checks for updates through the
+// engine's own operations, then settles the states as the window would.
+QCoro::Task<int> refreshEverything(AppState &state, QStringList &failures)
+{
+    state.prepareHubDirectory();
+    const Outcome catalogue = co_await state.catalog()->fetchCatalog();
+    if (!catalogue.ok())
+        failures << QStringLiteral("catalogue download failed: ") + catalogue.error;
+    state.updateManager()->bindCatalog(state.catalog());
+    state.updateManager()->rebuildStates();
+    const Outcome check = co_await state.updateManager()->checkForUpdates();
+    if (!check.ok())
+        failures << QStringLiteral("update check failed: ") + check.error;
+    state.refreshAllStates();
+    state.updateManager()->rebuildStates();
+    co_return failures.isEmpty() ? 0 : 1;
+}
+
+QCoro::Task<int> runStatus(const Invocation &invocation, AppState &state)
+{
+    QStringList failures;
+    const int status = co_await refreshEverything(state, failures);
+    const StatusReport report(state);
+    out() << (invocation.json ? report.json() : report.text());
+    out().flush();
+    for (const QString &failure : failures)
+        err() << "quillmarsh-hub: " << failure << Qt::endl;
+    co_return status;
+}
+
+QCoro::Task<int> runDownload(const Invocation &invocation, AppState &state)
+{
+    QStringList failures;
+    co_await refreshEverything(state, failures);
+    for (const QString &failure : failures)
+        err() << "quillmarsh-hub: " << failure << Qt::endl;
+
+    const auto entry = state.updateManager()->states().constFind(invocation.pluginId);
+    if (entry == state.updateManager()->states().cend()) {
+        err() << "quillmarsh-hub: no product with the id " << invocation.pluginId << " in the catalogue" << Qt::endl;
+        co_return 1;
+    }
+    if (!entry->status.isUpdateAvailable()) {
+        err() << "quillmarsh-hub: no update is available for " << invocation.pluginId << Qt::endl;
+        co_return 1;
+    }
+    const auto result = co_await state.updateManager()->download(invocation.pluginId, entry->status.downloadURL,
+                                                                invocation.reveal);
+    if (!result.outcome.ok()) {
+        err() << "quillmarsh-hub: download failed: " << result.outcome.error << Qt::endl;
+        co_return 1;
+    }
+    out() << result.savedPath << Qt::endl;
+    co_return 0;
+}
+
+} // namespace
+
+Invocation parse(const QStringList &arguments)
+{
+    Invocation invocation;
+    QStringList positional;
+    for (qsizetype i = 1; i < arguments.size(); ++i) {
+        const QString &argument = arguments.at(i);
+        if (argument == QLatin1String("--help") || argument == QLatin1String("-h")) {
+            invocation.action = Invocation::Action::Help;
+            return invocation;
+        } else if (argument == QLatin1String("--version")) {
+            invocation.action = Invocation::Action::Version;
+            return invocation;
+        } else if (argument == QLatin1String("--json")) {
+            invocation.json = true;
+        } else if (argument == QLatin1String("--reveal")) {
+            invocation.reveal = true;
+        } else if (argument == QLatin1String("--service-url")) {
+            if (++i >= arguments.size())
+                return usageError(QStringLiteral("--service-url needs an address"));
+            invocation.serviceUrl = arguments.at(i);
+        } else if (argument.startsWith(QLatin1String("--service-url="))) {
+            invocation.serviceUrl = argument.section(u'=', 1);
+        } else if (argument.startsWith(u'-') && argument.size() > 1) {
+            return usageError(QStringLiteral("unknown option %1").arg(argument));
+        } else {
+            positional << argument;
+        }
+    }
+
+    if (positional.isEmpty()) {
+        if (invocation.json || invocation.reveal)
+            return usageError(QStringLiteral("--json and --reveal go with a command"));
+        return invocation;
+    }
+    const QString command = positional.takeFirst();
+    if (command == QLatin1String("status")) {
+        if (!positional.isEmpty() || invocation.reveal)
+            return usageError(QStringLiteral("status takes no arguments but --json"));
+        invocation.action = Invocation::Action::Status;
+    } else if (command == QLatin1String("download")) {
+        if (positional.size() != 1 || invocation.json)
+            return usageError(QStringLiteral("download takes one PLUGIN_ID and optionally --reveal"));
+        invocation.action = Invocation::Action::Download;
+        invocation.pluginId = positional.first();
+    } else {
+        return usageError(QStringLiteral("unknown command %1").arg(command));
+    }
+    return invocation;
+}
+
+QString usage()
+{
+    return QStringLiteral(
+        "Usage: quillmarsh-hub [--service-url URL] [COMMAND]\n"
+        "\n"
+        "Without a command the hub's window opens.\n"
+        "\n"
+        "Commands:\n"
+        "  status [--json]             fetch the catalogue, check for updates and list every product\n"
+        "  download PLUGIN_ID [--reveal]\n"
+        "                              download that product's available update into Downloads\n"
+        "\n"
+        "Options:\n"
+        "  --service-url URL           the web service to use (also QUILLMARSH_HUB_SERVICE_URL);\n"
+        "                              https, or http for a loopback host only\n"
+        "  --help                      show this help\n"
+        "  --version                   show the hub's version\n"
+        "\n"
+        "Exit status: 0 success, 1 a download or check failed, 2 usage error.\n");
+}
+
+int run(const Invocation &invocation)
+{
+    switch (invocation.action) {
+    case Invocation::Action::Help:
+        out() << usage();
+        return 0;
+    case Invocation::Action::Version:
+        out() << "quillmarsh-hub " << QCoreApplication::applicationVersion() << Qt::endl;
+        return 0;
+    case Invocation::Action::UsageError:
+        err() << "quillmarsh-hub: " << invocation.usageError << "\n\n" << usage();
+        return 2;
+    case Invocation::Action::Window:
+        return 2;
+    case Invocation::Action::Status:
+    case Invocation::Action::Download:
+        break;
+    }
+
+    QString error;
+    const auto service = ServiceAddress::resolve(invocation.serviceUrl, &error);
+    if (!service) {
+        err() << "quillmarsh-hub: " << error << Qt::endl;
+        return 2;
+    }
+    AppState state(platform::Host::system(), *service);
+    return QCoro::waitFor(invocation.action == Invocation::Action::Status ? runStatus(invocation, state)
+                                                                          : runDownload(invocation, state));
+}
+
+} // namespace cli

@@ -1,0 +1,24 @@
+#include "Host.h"
+
+#include "Clock.h"
+#include "Desktop.h"
+#include "HostPaths.h"
+#include "Network.h"
+#include "PropertyListReader.h"
+#include "Sleeper.h"
+
+namespace platform {
+
+Host &Host::system()
+{
+    static SystemHostPaths paths;
+    static LibPlistReader propertyLists;
+    static BootClockSleeper sleeper;
+    static SystemClock clock;
+    static DesktopUrlOpener urlOpener;
+    static DesktopFileRevealer revealer(urlOpener);
+    static Host host{sharedNetwork(), paths, propertyLists, sleeper, clock, revealer, urlOpener};
+    return host;
+}
+
+} // namespace platform

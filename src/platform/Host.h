@@ -1,0 +1,29 @@
+#pragma once
+
+class QNetworkAccessManager;
+
+namespace platform {
+
+class HostPaths;
+class PropertyListReader;
+class Sleeper;
+class Clock;
+class FileRevealer;
+class UrlOpener;
+
+// Every service the model needs from the machine. The application uses
+// `system()`; tests build their own from doubles.
+struct Host
+{
+    QNetworkAccessManager &network;
+    const HostPaths &paths;
+    const PropertyListReader &propertyLists;
+    Sleeper &sleeper;
+    const Clock &clock;
+    FileRevealer &revealer;
+    UrlOpener &urlOpener;
+
+    static Host &system();
+};
+
+} // namespace platform
