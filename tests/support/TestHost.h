@@ -1,0 +1,51 @@
+#pragma once
+
+#include "platform/Clock.h"
+#include "platform/Desktop.h"
+#include "platform/Host.h"
+#include "platform/HostPaths.h"
+#include "platform/PropertyListReader.h"
+#include "platform/Sleeper.h"
+
+#include <QNetworkAccessManager>
+#include <QStringList>
+
+// Doubles for the host services that tests must not touch for real:
+// the file manager, the browser and the wall clock. Paths and property
+// lists are real, inside the sandboxed HOME; the network is a fresh
+// manager that only ever talks to LocalHttpService.
+class FixedClock final : public platform::Clock
+{
+public:
+    QDateTime time = QDateTime(QDate(2026, 11, 23), QTime(14, 5));
+    QDateTime now() const override { return time; }
+};
+
+class RecordingRevealer final : public platform::FileRevealer
+{
+public:
+    QStringList revealed;
+    void reveal(const QString &filePath) override { revealed << filePath; }
+};
+
+class RecordingUrlOpener final : public platform::UrlOpener
+{
+public:
+    QList<QUrl> opened;
+    void open(const QUrl &url) override { opened << url; }
+};
+
+class TestHost
+{
+public:
+    TestHost() { network.setRedirectPolicy(QNetworkRequest::NoLessSafeRedirectPolicy); }
+
+    QNetworkAccessManager network;
+    platform::SystemHostPaths paths;
+    platform::LibPlistReader propertyLists;
+    platform::BootClockSleeper sleeper;
+    FixedClock clock;
+    RecordingRevealer revealer;
+    RecordingUrlOpener urlOpener;
+    platform::Host host{network, paths, propertyLists, sleeper, clock, revealer, urlOpener};
+};
