@@ -66,6 +66,15 @@ void AppState::refreshAllStates()
     }
 }
 
+void AppState::refreshCatalogAndStates()
+{
+    [](QPointer<AppState> self) -> QCoro::Task<> {
+        co_await self->m_catalog->fetchCatalog();
+        if (self)
+            self->refreshAllStates();
+    }(this);
+}
+
 HubInstallState AppState::computeState(const QString &productId) const
 {
     const QList<Product> &products = m_catalog->products();

@@ -60,10 +60,13 @@ public:
 
     // Creates the hub directory and starts every schedule. Runs once: a
     // second call (the window shown again) changes nothing.
-    void setup();
+    Q_INVOKABLE void setup();
     // Creates the hub directory; failures are ignored.
     void prepareHubDirectory();
     Q_INVOKABLE void refreshAllStates();
+    // The product list's refresh: download the catalogue, then recompute
+    // the install states, whatever the download's outcome.
+    Q_INVOKABLE void refreshCatalogAndStates();
     HubInstallState computeState(const QString &productId) const;
     Q_INVOKABLE HubInstallStateNs::HubInstallState installState(const QString &productId) const
     {

@@ -1,12 +1,19 @@
 #include "app/AppState.h"
+#include "app/DesktopLinks.h"
+#include "app/HubUi.h"
+#include "browser/ProductListModel.h"
 #include "cli/CommandLine.h"
 #include "l10n/L10n.h"
 #include "platform/Host.h"
+#include "updates/SelfUpdater.h"
+#include "updates/UpdateRowsModel.h"
 
 #include <QGuiApplication>
 #include <QQmlApplicationEngine>
-#include <QQuickStyle>
+#include <QQmlExtensionPlugin>
 #include <QTextStream>
+
+Q_IMPORT_QML_PLUGIN(Quillmarsh_HubPlugin)
 
 namespace {
 
@@ -30,7 +37,8 @@ int runWindow(int argc, char *argv[], const cli::Invocation &invocation)
     QGuiApplication app(argc, argv);
     describeApplication();
     QGuiApplication::setApplicationDisplayName(QStringLiteral("Quillmarsh Hub"));
-    QQuickStyle::setStyle(QStringLiteral("Basic"));
+    QGuiApplication::setDesktopFileName(QStringLiteral("quillmarsh-hub"));
+    hubui::applyLook();
 
     QString error;
     const auto service = ServiceAddress::resolve(invocation.serviceUrl, &error);
@@ -39,14 +47,21 @@ int runWindow(int argc, char *argv[], const cli::Invocation &invocation)
         return 2;
     }
 
-    AppState state(platform::Host::system(), *service);
+    // Created in this order and kept for the whole run.
+    platform::Host &host = platform::Host::system();
+    AppState state(host, *service);
+    L10n &l10n = L10n::shared();
+    SelfUpdater selfUpdater;
+    DesktopLinks links(host.urlOpener);
+    ProductListModel productList(state);
+    UpdateRowsModel updateRows(state);
+    hubui::registerSingletons({state, l10n, links, productList, updateRows, selfUpdater});
+
     QQmlApplicationEngine engine;
-    qmlRegisterSingletonInstance("Quillmarsh.Hub", 1, 0, "AppState", &state);
-    qmlRegisterSingletonInstance("Quillmarsh.Hub", 1, 0, "L10n", &L10n::shared());
+    hubui::prepareEngine(engine);
     QObject::connect(&engine, &QQmlApplicationEngine::objectCreationFailed, &app,
                      [] { QCoreApplication::exit(1); }, Qt::QueuedConnection);
-    engine.load(QUrl(QStringLiteral("qrc:/Quillmarsh/Hub/app/Main.qml")));
-    state.setup();
+    engine.load(hubui::mainWindowUrl());
     return app.exec();
 }
 

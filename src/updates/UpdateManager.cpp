@@ -18,6 +18,14 @@ UpdateManager::UpdateManager(const QUrl &versionsURL, platform::Host &host,
     , m_versionsURL(versionsURL)
     , m_checkInterval(checkInterval)
 {
+    connect(this, &UpdateManager::statesChanged, this, &UpdateManager::availableCountChanged);
+    connect(this, &UpdateManager::hubSelfUpdateChanged, this, &UpdateManager::availableCountChanged);
+}
+
+int UpdateManager::productUpdateCount() const
+{
+    return int(std::count_if(m_states.cbegin(), m_states.cend(),
+                             [](const ProductUpdateState &state) { return state.status.isUpdateAvailable(); }));
 }
 
 bool UpdateManager::isNewer(const QString &candidate, const QString &reference)
@@ -188,6 +196,14 @@ void UpdateManager::startHubSelfUpdate()
 {
     if (triggerSparkleUpdate)
         triggerSparkleUpdate();
+}
+
+void UpdateManager::connectSelfUpdater(QObject *updater)
+{
+    triggerSparkleUpdate = [target = QPointer(updater)] {
+        if (target)
+            QMetaObject::invokeMethod(target, "checkForUpdates");
+    };
 }
 
 void UpdateManager::setChecking(bool checking)

@@ -34,6 +34,13 @@ class UpdateManager : public QObject
     Q_OBJECT
     Q_PROPERTY(bool isChecking READ isChecking NOTIFY isCheckingChanged)
     Q_PROPERTY(QDateTime lastChecked READ lastCheckedForView NOTIFY lastCheckedChanged)
+    Q_PROPERTY(bool hasLastChecked READ hasLastChecked NOTIFY lastCheckedChanged)
+    Q_PROPERTY(int productUpdateCount READ productUpdateCount NOTIFY statesChanged)
+    Q_PROPERTY(int availableCount READ availableCount NOTIFY availableCountChanged)
+    Q_PROPERTY(QString hubInstalledVersion READ hubInstalledVersion CONSTANT)
+    Q_PROPERTY(QString hubLatestVersion READ hubLatestVersion NOTIFY hubSelfUpdateChanged)
+    Q_PROPERTY(bool hubHasLatestVersion READ hubHasLatestVersion NOTIFY hubSelfUpdateChanged)
+    Q_PROPERTY(int hubStatus READ hubStatus NOTIFY hubSelfUpdateChanged)
 
 public:
     static constexpr std::chrono::milliseconds DefaultCheckInterval = std::chrono::hours(24);
@@ -46,6 +53,15 @@ public:
     std::optional<QDateTime> lastChecked() const { return m_lastChecked; }
     const QSet<QString> &downloadingIds() const { return m_downloadingIds; }
     const HubSelfUpdateState &hubSelfUpdate() const { return m_hubSelfUpdate; }
+    bool hasLastChecked() const { return m_lastChecked.has_value(); }
+    // Products whose status is updateAvailable, whether or not still listed.
+    int productUpdateCount() const;
+    // The same, plus one when the hub itself has an update.
+    int availableCount() const { return productUpdateCount() + (m_hubSelfUpdate.status.isUpdateAvailable() ? 1 : 0); }
+    QString hubInstalledVersion() const { return m_hubSelfUpdate.installedVersion; }
+    QString hubLatestVersion() const { return m_hubSelfUpdate.latestVersion.value_or(QString()); }
+    bool hubHasLatestVersion() const { return m_hubSelfUpdate.latestVersion.has_value(); }
+    int hubStatus() const { return int(m_hubSelfUpdate.status.kind); }
 
     // Starts the hub's own update; set once the main window is up.
     std::function<void()> triggerSparkleUpdate;
@@ -64,6 +80,8 @@ public:
     // The same download, awaitable, for the command line.
     QCoro::Task<installers::DownloadResult> download(QString pluginId, QString downloadURL, bool reveal);
     Q_INVOKABLE void startHubSelfUpdate();
+    // Points triggerSparkleUpdate at `updater`'s checkForUpdates().
+    Q_INVOKABLE void connectSelfUpdater(QObject *updater);
 
     static bool isNewer(const QString &candidate, const QString &reference);
 
@@ -79,6 +97,7 @@ signals:
     void lastCheckedChanged();
     void downloadingIdsChanged();
     void hubSelfUpdateChanged();
+    void availableCountChanged();
 
 private:
     struct FetchedVersions

@@ -1,0 +1,6 @@
+#include "SelfUpdater.h"
+
+void SelfUpdater::checkForUpdates()
+{
+    emit userCheckRequested();
+}

@@ -1,0 +1,67 @@
+#pragma once
+
+#include "TestHost.h"
+#include "TestSandbox.h"
+#include "app/HubUi.h"
+#include "app/AppState.h"
+#include "app/DesktopLinks.h"
+#include "browser/ProductListModel.h"
+#include "l10n/L10n.h"
+#include "updates/SelfUpdater.h"
+#include "updates/UpdateRowsModel.h"
+
+#include <QQmlApplicationEngine>
+#include <QQuickItem>
+#include <QQuickWindow>
+
+#include <memory>
+
+// Loads the hub's QML views offscreen against a real AppState that runs on
+// test doubles, so view tests can inspect the items the views create.
+// One per test process: the singletons are registered process-wide.
+class QmlHarness
+{
+public:
+    explicit QmlHarness(const QUrl &serviceBase);
+    ~QmlHarness();
+
+    TestHost host;
+    AppState state;
+    L10n l10n;
+    DesktopLinks links;
+    ProductListModel productList;
+    UpdateRowsModel updateRows;
+    SelfUpdater selfUpdater;
+    QQmlApplicationEngine engine;
+
+    // Creates the module's `typeName` (e.g. "ProductCard") with `properties`
+    // inside a fresh window of `size`, shown offscreen. The window owns it.
+    QQuickItem *create(const QString &typeName, const QVariantMap &properties = {}, QSize size = {900, 600});
+    // Loads a whole window type (e.g. "Main"); returns its root object.
+    QObject *createWindow(const QString &typeName, const QVariantMap &properties = {});
+
+    // Every descendant (items, and child objects such as windows) with this objectName.
+    static QList<QObject *> findAll(QObject *root, const QString &objectName);
+    static QObject *find(QObject *root, const QString &objectName);
+    // Every visible text of Text/Label items under root, in tree order.
+    static QStringList visibleTexts(QQuickItem *root);
+
+private:
+    std::vector<std::unique_ptr<QObject>> m_windows;
+};
+
+// Like QTEST_MAIN for QML view tests, inside a sandboxed home.
+#define HUB_QUICK_TEST_MAIN(TestObject)           \
+    int main(int argc, char *argv[])              \
+    {                                             \
+        TestSandbox sandbox;                      \
+        qputenv("QT_QPA_PLATFORM", "offscreen");  \
+        QGuiApplication app(argc, argv);          \
+        app.setOrganizationName("Quillmarsh");    \
+        app.setApplicationName("Quillmarsh Hub"); \
+        app.setApplicationVersion("1.0.0");       \
+        hubui::applyLook();                       \
+        TestObject tc;                            \
+        QTEST_SET_MAIN_SOURCE_PATH                \
+        return QTest::qExec(&tc, argc, argv);     \
+    }
