@@ -11,6 +11,8 @@
 #include <cstring>
 #include <memory>
 
+#include <sys/stat.h>
+
 namespace installers {
 namespace {
 
@@ -94,6 +96,11 @@ QCoro::Task<DownloadResult> download(QNetworkAccessManager &network, QUrl url, Q
     const QByteArray rest = reply->readAll();
     if (partial.write(rest) != rest.size() || !partial.flush())
         co_return {Outcome::failure(QStringLiteral("writing the installer failed: %1").arg(partial.errorString())), {}};
+    // Temporary files are private; a saved installer gets the mode any
+    // other new file in Downloads would.
+    const mode_t mask = ::umask(0);
+    ::umask(mask);
+    ::fchmod(partial.handle(), 0666 & ~mask);
     partial.close();
 
     // rename(2) replaces an older file of the same name in one step and

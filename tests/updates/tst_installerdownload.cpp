@@ -91,6 +91,7 @@ private slots:
         QVERIFY2(result.outcome.ok(), qPrintable(result.outcome.error));
         QCOMPARE(result.savedPath, downloads() + "/Product.dmg");
         QCOMPARE(readFile(result.savedPath), "new installer");
+        QVERIFY(QFileInfo(result.savedPath).permissions().testFlag(QFileDevice::ReadOther));
         QCOMPARE(host.revealer.revealed, QStringList{result.savedPath});
         QCOMPARE(downloadsListing(), QStringList{"Product.dmg"});
         QVERIFY(manager->downloadingIds().isEmpty());

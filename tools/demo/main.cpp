@@ -1,0 +1,57 @@
+// The demo's local web service and sandboxed home.
+//
+//   quillmarsh-demo serve          prints its base URL, serves until stopped
+//   quillmarsh-demo make-home DIR  writes installed bundles into DIR
+#include "DemoData.h"
+#include "support/LocalHttpService.h"
+
+#include <QCoreApplication>
+#include <QSocketNotifier>
+#include <QTextStream>
+
+#include <csignal>
+#include <unistd.h>
+
+namespace {
+
+int usage()
+{
+    QTextStream(stderr) << "usage: quillmarsh-demo serve | make-home DIR\n";
+    return 2;
+}
+
+// Quits the event loop on SIGINT/SIGTERM, so the service shuts down cleanly.
+void quitOnSignals()
+{
+    static int fds[2];
+    if (::pipe(fds) != 0)
+        return;
+    auto *notifier = new QSocketNotifier(fds[0], QSocketNotifier::Read, qApp);
+    QObject::connect(notifier, &QSocketNotifier::activated, qApp, &QCoreApplication::quit);
+    static int writeEnd = fds[1];
+    auto handler = [](int) { [[maybe_unused]] auto n = ::write(writeEnd, "x", 1); };
+    std::signal(SIGINT, handler);
+    std::signal(SIGTERM, handler);
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    QCoreApplication app(argc, argv);
+    const QStringList args = app.arguments().mid(1);
+    if (args.value(0) == QLatin1String("make-home") && args.size() == 2)
+        return demo::makeHome(args[1]) ? 0 : 1;
+    if (args.value(0) != QLatin1String("serve") || args.size() != 1)
+        return usage();
+
+    LocalHttpService service;
+    if (!service.listen()) {
+        QTextStream(stderr) << "quillmarsh-demo: cannot listen on 127.0.0.1\n";
+        return 1;
+    }
+    demo::serveCatalogue(service);
+    quitOnSignals();
+    QTextStream(stdout) << service.baseUrl().toString() << Qt::endl;
+    return app.exec();
+}
