@@ -8,6 +8,12 @@
 
 namespace platform {
 
+bool bodyIsComplete(const QNetworkReply &reply, qint64 received)
+{
+    const QVariant announced = reply.header(QNetworkRequest::ContentLengthHeader);
+    return !announced.isValid() || announced.toLongLong() == received;
+}
+
 QCoro::Task<FetchedBody> fetchBody(QNetworkAccessManager &network, QNetworkRequest request)
 {
     const std::unique_ptr<QNetworkReply> reply(network.get(request));
@@ -22,7 +28,10 @@ QCoro::Task<FetchedBody> fetchBody(QNetworkAccessManager &network, QNetworkReque
     // A 2xx whose body broke off is a transport failure too.
     if (reply->error() != QNetworkReply::NoError)
         co_return {Outcome::failure(reply->errorString()), {}};
-    co_return {Outcome::success(), reply->readAll()};
+    QByteArray body = reply->readAll();
+    if (!bodyIsComplete(*reply, body.size()))
+        co_return {Outcome::failure(QStringLiteral("the answer broke off")), {}};
+    co_return {Outcome::success(), std::move(body)};
 }
 
 } // namespace platform

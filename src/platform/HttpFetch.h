@@ -7,6 +7,7 @@
 #include <QNetworkRequest>
 
 class QNetworkAccessManager;
+class QNetworkReply;
 
 namespace platform {
 
@@ -15,6 +16,10 @@ struct FetchedBody
     Outcome outcome;
     QByteArray body;
 };
+
+// Qt can finish a reply whose connection closed early without an error, so
+// the body's size is checked against the announced length.
+bool bodyIsComplete(const QNetworkReply &reply, qint64 received);
 
 // GET and wait for the whole body. Fails on transport errors and on any
 // status outside 200 to 299.

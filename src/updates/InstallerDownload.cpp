@@ -1,5 +1,7 @@
 #include "InstallerDownload.h"
 
+#include "platform/HttpFetch.h"
+
 #include <QCoroNetworkReply>
 #include <QDir>
 #include <QNetworkAccessManager>
@@ -96,6 +98,8 @@ QCoro::Task<DownloadResult> download(QNetworkAccessManager &network, QUrl url, Q
     const QByteArray rest = reply->readAll();
     if (partial.write(rest) != rest.size() || !partial.flush())
         co_return {Outcome::failure(QStringLiteral("writing the installer failed: %1").arg(partial.errorString())), {}};
+    if (!platform::bodyIsComplete(*reply, partial.size()))
+        co_return {Outcome::failure(QStringLiteral("the download broke off")), {}};
     // Temporary files are private; a saved installer gets the mode any
     // other new file in Downloads would.
     const mode_t mask = ::umask(0);
