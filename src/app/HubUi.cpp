@@ -4,7 +4,7 @@
 #include "app/DesktopLinks.h"
 #include "browser/ProductListModel.h"
 #include "l10n/L10n.h"
-#include "updates/SelfUpdater.h"
+#include "selfupdate/SelfUpdater.h"
 #include "updates/UpdateRowsModel.h"
 
 #include <QFont>
@@ -26,6 +26,8 @@ void registerSingletons(const HubUiContext &context)
     qmlRegisterUncreatableMetaObject(HubInstallStateNs::staticMetaObject, Uri, 1, 0, "HubInstallState",
                                      QStringLiteral("an enumeration"));
     qmlRegisterUncreatableMetaObject(AppTabNs::staticMetaObject, Uri, 1, 0, "AppTab", QStringLiteral("an enumeration"));
+    qmlRegisterUncreatableMetaObject(AppLanguageNs::staticMetaObject, Uri, 1, 0, "AppLanguage",
+                                     QStringLiteral("an enumeration"));
     qmlRegisterUncreatableMetaObject(UpdateStatus::staticMetaObject, Uri, 1, 0, "UpdateStatus",
                                      QStringLiteral("an enumeration"));
 }

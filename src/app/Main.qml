@@ -2,8 +2,10 @@ import QtQuick
 import QtQuick.Controls
 import Quillmarsh.Hub
 
+// The one main window, with the menus and the windows they open.
 ApplicationWindow {
     id: window
+    objectName: "mainWindow"
     width: 900
     height: 600
     minimumWidth: 700
@@ -12,8 +14,74 @@ ApplicationWindow {
     title: "Quillmarsh Hub"
     color: HubColors.background
 
-    Component.onCompleted: {
-        AppState.setup()
-        AppState.updateManager.connectSelfUpdater(SelfUpdater)
+    palette {
+        window: HubColors.background
+        windowText: HubColors.text
+        base: HubColors.surface
+        alternateBase: HubColors.surface
+        text: HubColors.text
+        button: HubColors.surface
+        buttonText: HubColors.text
+        brightText: HubColors.text
+        highlight: HubColors.accent
+        highlightedText: "black"
+        light: "#34343f"
+        midlight: "#2a2a33"
+        mid: "#2a2a33"
+        dark: HubColors.divider
+        shadow: "black"
+        link: HubColors.accent
+        toolTipBase: HubColors.surface
+        toolTipText: HubColors.text
+        placeholderText: HubColors.textSecondary
+    }
+
+    // Made on first use and kept until the process ends: showing the
+    // guide again brings back this same window.
+    property HelpWindow helpWindow: null
+
+    function showHelp() {
+        if (!helpWindow) {
+            helpWindow = helpWindowComponent.createObject(window)
+            // Owned by this window, but shown as a window of its own rather
+            // than a dialog that rides on it.
+            helpWindow.transientParent = null
+        }
+        helpWindow.present()
+    }
+
+    menuBar: HubMenuBar {
+        onAboutRequested: aboutWindow.present()
+        onSettingsRequested: settingsWindow.present()
+        onHelpRequested: window.showHelp()
+        onQuitRequested: Qt.quit()
+    }
+
+    ContentView {
+        anchors.fill: parent
+
+        Component.onCompleted: {
+            AppState.setup()
+            AppState.updateManager.connectSelfUpdater(SelfUpdater)
+        }
+    }
+
+    Shortcut {
+        sequence: "Ctrl+,"
+        context: Qt.ApplicationShortcut
+        onActivated: settingsWindow.present()
+    }
+    Shortcut {
+        sequence: "Ctrl+Q"
+        context: Qt.ApplicationShortcut
+        onActivated: Qt.quit()
+    }
+
+    SettingsWindow { id: settingsWindow }
+    AboutWindow { id: aboutWindow }
+
+    Component {
+        id: helpWindowComponent
+        HelpWindow {}
     }
 }

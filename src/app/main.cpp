@@ -5,7 +5,7 @@
 #include "cli/CommandLine.h"
 #include "l10n/L10n.h"
 #include "platform/Host.h"
-#include "updates/SelfUpdater.h"
+#include "selfupdate/SelfUpdater.h"
 #include "updates/UpdateRowsModel.h"
 
 #include <QGuiApplication>
@@ -51,7 +51,9 @@ int runWindow(int argc, char *argv[], const cli::Invocation &invocation)
     platform::Host &host = platform::Host::system();
     AppState state(host, *service);
     L10n &l10n = L10n::shared();
-    SelfUpdater selfUpdater;
+    // Checks for the hub's own releases from now on, window or not.
+    SelfUpdater selfUpdater(host, SelfUpdateConfig::fromEnvironment(), l10n);
+    selfUpdater.start();
     DesktopLinks links(host.urlOpener);
     ProductListModel productList(state);
     UpdateRowsModel updateRows(state);

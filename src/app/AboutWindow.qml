@@ -1,0 +1,72 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Layouts
+import Quillmarsh.Hub
+
+// "About Quillmarsh Hub": name, version and the maker's site.
+HubWindow {
+    id: window
+    objectName: "aboutWindow"
+
+    width: 300
+    height: 220
+    minimumWidth: width
+    maximumWidth: width
+    minimumHeight: height
+    maximumHeight: height
+    title: L10n.japanese ? "Quillmarsh Hub について" : "About Quillmarsh Hub"
+
+    function present() {
+        show()
+        raise()
+        requestActivate()
+    }
+
+    ColumnLayout {
+        anchors.centerIn: parent
+        spacing: 8
+
+        Image {
+            Layout.alignment: Qt.AlignHCenter
+            source: "qrc:/Quillmarsh/Hub/icons/logo.svg"
+            sourceSize: Qt.size(128, 128)
+            Layout.preferredWidth: 64
+            Layout.preferredHeight: 64
+            fillMode: Image.PreserveAspectFit
+        }
+        Text {
+            Layout.alignment: Qt.AlignHCenter
+            text: "Quillmarsh Hub"
+            font.pointSize: 15
+            font.weight: Font.Bold
+            color: HubColors.text
+        }
+        Text {
+            objectName: "aboutVersion"
+            Layout.alignment: Qt.AlignHCenter
+            text: (L10n.japanese ? "バージョン " : "Version ") + Qt.application.version
+            font.pointSize: 11
+            color: HubColors.textSecondary
+        }
+        AbstractButton {
+            id: siteLink
+            objectName: "makerSiteLink"
+            Layout.alignment: Qt.AlignHCenter
+            text: Links.makerDomain
+            focusPolicy: Qt.StrongFocus
+            hoverEnabled: true
+            Accessible.role: Accessible.Link
+            Accessible.name: text
+            onClicked: Links.openMakerSite()
+            Keys.onReturnPressed: clicked()
+            Keys.onEnterPressed: clicked()
+            contentItem: Text {
+                text: siteLink.text
+                font.pointSize: 11
+                font.underline: siteLink.hovered || siteLink.visualFocus
+                color: HubColors.accent
+            }
+            HoverHandler { cursorShape: Qt.PointingHandCursor }
+        }
+    }
+}

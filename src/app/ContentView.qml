@@ -1,0 +1,150 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Controls.impl
+import QtQuick.Layouts
+import Quillmarsh.Hub
+
+// The main window's content: a toolbar with the sidebar toggle, the
+// sidebar, and the selected tab's view.
+Rectangle {
+    id: root
+    objectName: "contentView"
+
+    // Not kept between runs: the sidebar starts shown.
+    property bool sidebarShown: true
+    // The width the sidebar comes back at; dragging the divider changes it.
+    property real sidebarWidth: 180
+    // 0 with the sidebar open, 1 closed; animated in between.
+    property real sidebarCollapse: sidebarShown ? 0 : 1
+    Behavior on sidebarCollapse { NumberAnimation { duration: 200; easing.type: Easing.InOutQuad } }
+
+    function toggleSidebar() {
+        // Remember the width the user left, not one from halfway through a slide.
+        if (sidebarShown && sidebarCollapse === 0)
+            sidebarWidth = sidebar.width
+        sidebarShown = !sidebarShown
+    }
+
+    color: HubColors.background
+
+    // Every applied catalogue re-probes the installs and rebuilds the
+    // update rows from it, in that order. Not for the catalogue already
+    // there when the view appears.
+    Connections {
+        target: AppState.catalog
+        function onRevisionChanged() {
+            AppState.refreshAllStates()
+            AppState.updateManager.rebuildStates()
+        }
+    }
+
+    ColumnLayout {
+        anchors.fill: parent
+        spacing: 0
+
+        ToolBar {
+            objectName: "toolBar"
+            Layout.fillWidth: true
+            leftPadding: 8
+            rightPadding: 8
+            topPadding: 4
+            bottomPadding: 4
+            background: Rectangle {
+                color: HubColors.surface
+                Rectangle {
+                    anchors.bottom: parent.bottom
+                    width: parent.width
+                    height: 1
+                    color: HubColors.divider
+                }
+            }
+
+            RowLayout {
+                anchors.fill: parent
+                ToolButton {
+                    id: sidebarToggle
+                    objectName: "sidebarToggle"
+                    implicitWidth: 32
+                    implicitHeight: 28
+                    focusPolicy: Qt.StrongFocus
+                    hoverEnabled: true
+                    Accessible.role: Accessible.Button
+                    Accessible.name: "Toggle Sidebar"
+                    onClicked: root.toggleSidebar()
+                    Keys.onReturnPressed: clicked()
+                    Keys.onEnterPressed: clicked()
+
+                    contentItem: IconImage {
+                        source: "qrc:/Quillmarsh/Hub/icons/sidebar-toggle.svg"
+                        sourceSize: Qt.size(16, 16)
+                        color: HubColors.textSecondary
+                        fillMode: Image.Pad
+                    }
+                    background: Rectangle {
+                        radius: 6
+                        color: sidebarToggle.down ? HubColors.withOpacity(HubColors.text, 0.12)
+                             : sidebarToggle.hovered ? HubColors.withOpacity(HubColors.text, 0.06) : "transparent"
+                        border.width: sidebarToggle.visualFocus ? 1 : 0
+                        border.color: HubColors.accent
+                    }
+                    ToolTip {
+                        objectName: "sidebarToggleTip"
+                        // The same in both languages.
+                        text: "Toggle Sidebar"
+                        visible: sidebarToggle.hovered
+                        delay: 600
+                    }
+                }
+                Item { Layout.fillWidth: true }
+            }
+        }
+
+        SplitView {
+            id: split
+            objectName: "splitView"
+            Layout.fillWidth: true
+            Layout.fillHeight: true
+            orientation: Qt.Horizontal
+
+            handle: Rectangle {
+                id: handleLine
+                implicitWidth: 1
+                color: HubColors.divider
+                // A wider grip than the line it draws.
+                containmentMask: Item {
+                    parent: handleLine
+                    x: -3
+                    width: 7
+                    height: handleLine.height
+                }
+            }
+
+            Sidebar {
+                id: sidebar
+                visible: root.sidebarCollapse < 1
+                clip: true
+                // The bounds give way only while the sidebar slides in or out.
+                SplitView.minimumWidth: root.sidebarCollapse > 0 ? 0 : 160
+                SplitView.maximumWidth: 220
+                SplitView.preferredWidth: root.sidebarWidth * (1 - root.sidebarCollapse)
+            }
+
+            Loader {
+                id: detail
+                objectName: "detail"
+                SplitView.fillWidth: true
+                // Only the selected tab's view exists.
+                sourceComponent: AppState.selectedTab === AppTab.Updates ? updatesPage : productsPage
+            }
+        }
+    }
+
+    Component {
+        id: productsPage
+        ProductListView {}
+    }
+    Component {
+        id: updatesPage
+        UpdateView {}
+    }
+}

@@ -1,0 +1,28 @@
+import QtQuick
+import Quillmarsh.Hub
+
+// The product's category label beside its name; kept even when the label
+// is empty so the other badges always start at the same place.
+Rectangle {
+    id: badge
+    objectName: "categoryBadge"
+
+    property string label
+
+    implicitWidth: labelText.implicitWidth + 10
+    implicitHeight: labelText.implicitHeight + 4
+    radius: 3
+    color: HubColors.surface
+
+    Accessible.role: Accessible.StaticText
+    Accessible.name: label
+
+    Text {
+        id: labelText
+        anchors.centerIn: parent
+        text: badge.label
+        font.pointSize: 9
+        font.weight: Font.DemiBold
+        color: HubColors.textSecondary
+    }
+}

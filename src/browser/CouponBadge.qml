@@ -1,0 +1,82 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Controls.impl
+import Quillmarsh.Hub
+
+// A running coupon campaign; clicking it opens the campaign page.
+AbstractButton {
+    id: control
+    objectName: "couponBadge"
+
+    property string code
+    property string label
+    // An empty label is still a label: only a missing one falls back.
+    property bool hasLabel: false
+    property url openURL
+
+    readonly property string shownLabel: hasLabel ? label : "Coupon Active"
+
+    leftPadding: 6
+    rightPadding: 6
+    topPadding: 3
+    bottomPadding: 3
+    hoverEnabled: true
+    focusPolicy: Qt.StrongFocus
+    activeFocusOnTab: true
+
+    Accessible.role: Accessible.Button
+    Accessible.name: shownLabel + " " + code
+    Accessible.description: tooltip.text
+
+    ToolTip {
+        id: tooltip
+        objectName: "couponTooltip"
+        text: "Click to open the campaign page"
+        visible: control.hovered
+        delay: 500
+    }
+
+    contentItem: Row {
+        spacing: 4
+
+        IconImage {
+            anchors.verticalCenter: parent.verticalCenter
+            source: "qrc:/Quillmarsh/Hub/icons/coupon.svg"
+            sourceSize: Qt.size(11, 11)
+            color: "black"
+        }
+        Text {
+            objectName: "couponLabel"
+            anchors.verticalCenter: parent.verticalCenter
+            text: control.shownLabel
+            font.pointSize: 9
+            font.weight: Font.Bold
+            color: "black"
+            maximumLineCount: 1
+            textFormat: Text.PlainText
+        }
+        Text {
+            objectName: "couponCode"
+            anchors.verticalCenter: parent.verticalCenter
+            text: control.code
+            font.family: "monospace"
+            font.pointSize: 9
+            font.weight: Font.Medium
+            color: "black"
+            opacity: 0.85
+            maximumLineCount: 1
+            textFormat: Text.PlainText
+        }
+    }
+
+    background: Rectangle {
+        radius: height / 2
+        color: HubColors.accent
+        border.width: control.visualFocus ? 2 : 0
+        border.color: HubColors.text
+    }
+
+    onClicked: Links.openUrl(openURL)
+    Keys.onReturnPressed: clicked()
+    Keys.onEnterPressed: clicked()
+}

@@ -1,0 +1,38 @@
+import QtQuick
+import Quillmarsh.Hub
+
+// A category's title above its cards. Opaque, so that while pinned it
+// hides the cards scrolling under it.
+Rectangle {
+    id: header
+    objectName: "sectionHeader"
+
+    // As the catalogue gives it; may be empty, and the row keeps its height.
+    property string title
+
+    implicitHeight: titleText.implicitHeight + 16
+    color: HubColors.background
+
+    Accessible.role: Accessible.Heading
+    Accessible.name: title
+
+    Text {
+        id: titleText
+        objectName: "sectionTitle"
+        anchors {
+            left: parent.left
+            right: parent.right
+            leftMargin: 24
+            rightMargin: 24
+            verticalCenter: parent.verticalCenter
+        }
+        text: header.title
+        textFormat: Text.PlainText
+        elide: Text.ElideRight
+        font.pointSize: 11
+        font.weight: Font.DemiBold
+        font.capitalization: Font.AllUppercase
+        font.letterSpacing: 0.5
+        color: HubColors.textSecondary
+    }
+}

@@ -1,0 +1,24 @@
+import QtQuick
+import Quillmarsh.Hub
+
+// Marks a product with an update available; the same word in every language.
+Rectangle {
+    objectName: "updateBadge"
+
+    implicitWidth: labelText.implicitWidth + 10
+    implicitHeight: labelText.implicitHeight + 4
+    radius: 3
+    color: HubColors.accent
+
+    Accessible.role: Accessible.StaticText
+    Accessible.name: labelText.text
+
+    Text {
+        id: labelText
+        anchors.centerIn: parent
+        text: "UPDATE"
+        font.pointSize: 9
+        font.weight: Font.Bold
+        color: "black"
+    }
+}

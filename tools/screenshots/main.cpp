@@ -1,0 +1,139 @@
+// Renders the hub's windows against the demo data, offscreen, in English
+// and Japanese:  quillmarsh-screenshots DIR
+#include "../demo/DemoData.h"
+#include "app/AppState.h"
+#include "app/DesktopLinks.h"
+#include "app/HubUi.h"
+#include "browser/ProductListModel.h"
+#include "l10n/L10n.h"
+#include "platform/Host.h"
+#include "support/LocalHttpService.h"
+#include "selfupdate/SelfUpdater.h"
+#include "updates/UpdateRowsModel.h"
+
+#include <QDeadlineTimer>
+#include <QDir>
+#include <QGuiApplication>
+#include <QQmlApplicationEngine>
+#include <QQmlExtensionPlugin>
+#include <QQuickWindow>
+#include <QTemporaryDir>
+#include <QTextStream>
+#include <QThread>
+
+Q_IMPORT_QML_PLUGIN(Quillmarsh_HubPlugin)
+
+namespace {
+
+// Runs the event loop until `done` holds or `ms` pass.
+bool waitFor(const std::function<bool()> &done, int ms = 10000)
+{
+    QDeadlineTimer deadline(ms);
+    while (!done() && !deadline.hasExpired())
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
+    return done();
+}
+
+void settle(int ms = 400)
+{
+    QDeadlineTimer deadline(ms);
+    while (!deadline.hasExpired())
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+}
+
+bool save(QQuickWindow *window, const QString &path)
+{
+    settle();
+    const QImage image = window->grabWindow();
+    if (image.isNull() || !image.save(path)) {
+        QTextStream(stderr) << "screenshots: could not write " << path << Qt::endl;
+        return false;
+    }
+    QTextStream(stdout) << path << Qt::endl;
+    return true;
+}
+
+QQuickWindow *openWindow(QObject *main, const char *function)
+{
+    QVariant window;
+    QMetaObject::invokeMethod(main, function, Q_RETURN_ARG(QVariant, window));
+    return qobject_cast<QQuickWindow *>(window.value<QObject *>());
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    if (argc != 2) {
+        QTextStream(stderr) << "usage: quillmarsh-screenshots DIR" << Qt::endl;
+        return 2;
+    }
+    // A throwaway home, set before Qt reads it.
+    QTemporaryDir sandbox;
+    const QByteArray home = QFile::encodeName(sandbox.path());
+    qputenv("HOME", home);
+    qputenv("XDG_DATA_HOME", home + "/.local/share");
+    qputenv("XDG_CONFIG_HOME", home + "/.config");
+    qputenv("XDG_CACHE_HOME", home + "/.cache");
+    qunsetenv("XDG_DOWNLOAD_DIR");
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+
+    QGuiApplication app(argc, argv);
+    QCoreApplication::setOrganizationName(QStringLiteral("Quillmarsh"));
+    QCoreApplication::setApplicationName(QStringLiteral("Quillmarsh Hub"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(QUILLMARSH_HUB_VERSION));
+    hubui::applyLook();
+
+    const QString outDir = QDir(QString::fromLocal8Bit(argv[1])).absolutePath();
+    if (!QDir().mkpath(outDir) || !demo::makeHome(sandbox.path()))
+        return 1;
+    LocalHttpService service;
+    if (!service.listen())
+        return 1;
+    demo::serveCatalogue(service);
+
+    platform::Host &host = platform::Host::system();
+    AppState state(host, ServiceAddress(service.baseUrl()));
+    L10n &l10n = L10n::shared();
+    SelfUpdater selfUpdater(host, SelfUpdateConfig::builtIn(), l10n); // never started: no checks
+    DesktopLinks links(host.urlOpener);
+    ProductListModel productList(state);
+    UpdateRowsModel updateRows(state);
+    hubui::registerSingletons({state, l10n, links, productList, updateRows, selfUpdater});
+
+    QQmlApplicationEngine engine;
+    hubui::prepareEngine(engine);
+    engine.load(hubui::mainWindowUrl());
+    if (engine.rootObjects().isEmpty())
+        return 1;
+    auto *main = qobject_cast<QQuickWindow *>(engine.rootObjects().first());
+
+    UpdateManager &updates = *state.updateManager();
+    if (!waitFor([&] { return state.catalog()->revision() >= 1 && updates.hasLastChecked() && !updates.isChecking(); })) {
+        QTextStream(stderr) << "screenshots: the demo service did not answer" << Qt::endl;
+        return 1;
+    }
+
+    bool ok = true;
+    for (const auto &[language, suffix] : {std::pair{AppLanguage::En, "en"}, std::pair{AppLanguage::Ja, "ja"}}) {
+        l10n.setLanguage(language);
+        state.setSelectedTab(AppTab::Products);
+        ok &= save(main, QStringLiteral("%1/products-%2.png").arg(outDir, suffix));
+        state.setSelectedTab(AppTab::Updates);
+        ok &= save(main, QStringLiteral("%1/updates-%2.png").arg(outDir, suffix));
+        if (QQuickWindow *settings = openWindow(main, "openSettings")) {
+            ok &= save(settings, QStringLiteral("%1/settings-%2.png").arg(outDir, suffix));
+            settings->close();
+        } else {
+            ok = false;
+        }
+        if (QQuickWindow *help = openWindow(main, "openHelp")) {
+            ok &= save(help, QStringLiteral("%1/help-%2.png").arg(outDir, suffix));
+            help->close();
+        } else {
+            ok = false;
+        }
+    }
+    state.setSelectedTab(AppTab::Products);
+    return ok ? 0 : 1;
+}
