@@ -1,5 +1,6 @@
 #include "CommandLine.h"
 
+#include "SelfUpdateCommand.h"
 #include "StatusReport.h"
 #include "app/AppState.h"
 #include "platform/Host.h"
@@ -105,6 +106,8 @@ Invocation parse(const QStringList &arguments)
             invocation.json = true;
         } else if (argument == QLatin1String("--reveal")) {
             invocation.reveal = true;
+        } else if (argument == QLatin1String("--check-only")) {
+            invocation.checkOnly = true;
         } else if (argument == QLatin1String("--service-url")) {
             if (++i >= arguments.size())
                 return usageError(QStringLiteral("--service-url needs an address"));
@@ -119,11 +122,13 @@ Invocation parse(const QStringList &arguments)
     }
 
     if (positional.isEmpty()) {
-        if (invocation.json || invocation.reveal)
-            return usageError(QStringLiteral("--json and --reveal go with a command"));
+        if (invocation.json || invocation.reveal || invocation.checkOnly)
+            return usageError(QStringLiteral("--json, --reveal and --check-only go with a command"));
         return invocation;
     }
     const QString command = positional.takeFirst();
+    if (invocation.checkOnly && command != QLatin1String("self-update"))
+        return usageError(QStringLiteral("--check-only goes with self-update"));
     if (command == QLatin1String("status")) {
         if (!positional.isEmpty() || invocation.reveal)
             return usageError(QStringLiteral("status takes no arguments but --json"));
@@ -133,6 +138,10 @@ Invocation parse(const QStringList &arguments)
             return usageError(QStringLiteral("download takes one PLUGIN_ID and optionally --reveal"));
         invocation.action = Invocation::Action::Download;
         invocation.pluginId = positional.first();
+    } else if (command == QLatin1String("self-update")) {
+        if (!positional.isEmpty() || invocation.reveal)
+            return usageError(QStringLiteral("self-update takes no arguments but --check-only and --json"));
+        invocation.action = Invocation::Action::SelfUpdate;
     } else {
         return usageError(QStringLiteral("unknown command %1").arg(command));
     }
@@ -150,6 +159,10 @@ QString usage()
         "  status [--json]             fetch the catalogue, check for updates and list every product\n"
         "  download PLUGIN_ID [--reveal]\n"
         "                              download that product's available update into Downloads\n"
+        "  self-update [--check-only] [--json]\n"
+        "                              show the running and newest hub versions; without\n"
+        "                              --check-only, download and verify the newest release\n"
+        "                              into Downloads and print its path\n"
         "\n"
         "Options:\n"
         "  --service-url URL           the web service to use (also QUILLMARSH_HUB_SERVICE_URL);\n"
@@ -157,7 +170,10 @@ QString usage()
         "  --help                      show this help\n"
         "  --version                   show the hub's version\n"
         "\n"
-        "Exit status: 0 success, 1 a download or check failed, 2 usage error.\n");
+        "Environment: QUILLMARSH_HUB_APPCAST_URL and QUILLMARSH_HUB_UPDATE_PUBLIC_KEY replace\n"
+        "the built-in appcast address and update key.\n"
+        "\n"
+        "Exit status: 0 success, 1 a download, check or verification failed, 2 usage error.\n");
 }
 
 int run(const Invocation &invocation)
@@ -174,6 +190,8 @@ int run(const Invocation &invocation)
         return 2;
     case Invocation::Action::Window:
         return 2;
+    case Invocation::Action::SelfUpdate:
+        return runSelfUpdate(invocation.checkOnly, invocation.json);
     case Invocation::Action::Status:
     case Invocation::Action::Download:
         break;

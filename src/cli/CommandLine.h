@@ -10,11 +10,12 @@ namespace cli {
 // What the user asked for on the command line.
 struct Invocation
 {
-    enum class Action { Window, Status, Download, Help, Version, UsageError };
+    enum class Action { Window, Status, Download, SelfUpdate, Help, Version, UsageError };
 
     Action action = Action::Window;
     bool json = false;
     bool reveal = false;
+    bool checkOnly = false;
     QString pluginId;
     std::optional<QString> serviceUrl;
     QString usageError;

@@ -6,6 +6,7 @@
 #include <QDir>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
+#include <QPointer>
 #include <QTemporaryFile>
 
 #include <cerrno>
@@ -64,8 +65,11 @@ std::optional<QString> fileName(const QUrl &url, const QString &pluginId)
 }
 
 QCoro::Task<DownloadResult> download(QNetworkAccessManager &network, QUrl url, QString fileName,
-                                     QString downloadsDirectory)
+                                     QString downloadsDirectory, DownloadOptions options)
 {
+    const QPointer<DownloadControl> control = options.control;
+    if (control && control->isCancelled())
+        co_return {Outcome::failure(QStringLiteral("the download was cancelled")), {}};
     if (!isSafeFileName(fileName))
         co_return {Outcome::failure(QStringLiteral("no safe file name for the installer")), {}};
     if (!QDir().mkpath(downloadsDirectory))
@@ -80,22 +84,40 @@ QCoro::Task<DownloadResult> download(QNetworkAccessManager &network, QUrl url, Q
     const std::unique_ptr<QNetworkReply> reply(network.get(request));
     // Keep at most this much in memory; the rest waits in the socket.
     reply->setReadBufferSize(4 * 1024 * 1024);
+    if (control) {
+        QObject::connect(reply.get(), &QNetworkReply::downloadProgress, control, &DownloadControl::progress);
+        QObject::connect(control, &DownloadControl::cancelRequested, reply.get(), &QNetworkReply::abort);
+    }
     bool writeFailed = false;
+    bool tooLarge = false;
+    qint64 written = 0;
     QObject::connect(reply.get(), &QNetworkReply::readyRead, reply.get(), [&] {
         const QByteArray chunk = reply->readAll();
-        if (!writeFailed && partial.write(chunk) != chunk.size()) {
+        if (writeFailed || tooLarge)
+            return;
+        if (options.sizeLimit >= 0 && written + chunk.size() > options.sizeLimit) {
+            tooLarge = true;
+            reply->abort();
+        } else if (partial.write(chunk) != chunk.size()) {
             writeFailed = true;
             reply->abort();
         }
+        written += chunk.size();
     });
     co_await qCoro(reply.get()).waitForFinished();
 
+    if (control && control->isCancelled())
+        co_return {Outcome::failure(QStringLiteral("the download was cancelled")), {}};
+    if (tooLarge)
+        co_return {Outcome::failure(QStringLiteral("the download is larger than %1 bytes").arg(options.sizeLimit)), {}, true};
     if (writeFailed)
         co_return {Outcome::failure(QStringLiteral("writing the installer failed: %1").arg(partial.errorString())), {}};
     if (!transferCompleted(*reply))
         co_return {Outcome::failure(reply->errorString()), {}};
     // The status is not examined: an error page is saved like any body.
     const QByteArray rest = reply->readAll();
+    if (options.sizeLimit >= 0 && written + rest.size() > options.sizeLimit)
+        co_return {Outcome::failure(QStringLiteral("the download is larger than %1 bytes").arg(options.sizeLimit)), {}, true};
     if (partial.write(rest) != rest.size() || !partial.flush())
         co_return {Outcome::failure(QStringLiteral("writing the installer failed: %1").arg(partial.errorString())), {}};
     if (!platform::bodyIsComplete(*reply, partial.size()))
@@ -106,6 +128,11 @@ QCoro::Task<DownloadResult> download(QNetworkAccessManager &network, QUrl url, Q
     ::umask(mask);
     ::fchmod(partial.handle(), 0666 & ~mask);
     partial.close();
+    if (options.check) {
+        // The temporary file is still ours: removed on return if refused.
+        if (const Outcome checked = options.check(partial.fileName()); !checked.ok())
+            co_return {checked, {}};
+    }
 
     // rename(2) replaces an older file of the same name in one step and
     // refuses to replace a folder.

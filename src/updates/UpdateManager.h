@@ -74,7 +74,7 @@ public:
     QCoro::Task<Outcome> checkForUpdates();
     Q_INVOKABLE void check() { checkForUpdates(); }
     // Installed versions afresh from disk, latest versions remembered.
-    void rebuildStates();
+    Q_INVOKABLE void rebuildStates();
     // At most one download per product; returns at once.
     Q_INVOKABLE void downloadAndReveal(const QString &pluginId, const QString &downloadURL);
     // The same download, awaitable, for the command line.

@@ -9,11 +9,26 @@
 
 Q_IMPORT_QML_PLUGIN(Quillmarsh_HubPlugin)
 
+namespace {
+
+// The hub's appcast on the test service, checked only when a test asks;
+// the update key can come from QUILLMARSH_HUB_UPDATE_PUBLIC_KEY.
+SelfUpdateConfig harnessSelfUpdateConfig(const QUrl &serviceBase)
+{
+    SelfUpdateConfig config = SelfUpdateConfig::fromEnvironment();
+    config.appcastUrl = serviceBase.resolved(QUrl(QStringLiteral("/hub/appcast.xml")));
+    config.automaticChecks = false;
+    return config;
+}
+
+} // namespace
+
 QmlHarness::QmlHarness(const QUrl &serviceBase)
     : state(host.host, ServiceAddress(serviceBase))
     , links(host.urlOpener)
     , productList(state)
     , updateRows(state)
+    , selfUpdater(host.host, harnessSelfUpdateConfig(serviceBase), l10n)
 {
     hubui::registerSingletons({state, l10n, links, productList, updateRows, selfUpdater});
     hubui::prepareEngine(engine);

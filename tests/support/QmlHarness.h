@@ -7,7 +7,7 @@
 #include "app/DesktopLinks.h"
 #include "browser/ProductListModel.h"
 #include "l10n/L10n.h"
-#include "updates/SelfUpdater.h"
+#include "selfupdate/SelfUpdater.h"
 #include "updates/UpdateRowsModel.h"
 
 #include <QQmlApplicationEngine>

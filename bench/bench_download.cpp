@@ -1,0 +1,378 @@
+// Downloads a large generated installer from an in-process LocalHttpService
+// through UpdateManager::download, then the same URL with curl, and compares
+// wall time, throughput and the hub's peak memory growth.
+// Run: bench/run-download [--size-mib N] [--runs N] [--server-process]
+// --server-process moves the service into a child process, to tell the
+// hub's own cost from that of serving on the same event loop.
+#include "support/LocalHttpService.h"
+#include "support/TestHost.h"
+#include "support/TestSandbox.h"
+#include "updates/UpdateManager.h"
+
+#include <QCoreApplication>
+#include <QCoroProcess>
+#include <QCoroTask>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QFileInfo>
+#include <QProcess>
+#include <QStandardPaths>
+#include <QTimer>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <optional>
+#include <unistd.h>
+#include <vector>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr double MiB = 1024.0 * 1024.0;
+constexpr qint64 RssBudget = 64 * 1024 * 1024;
+constexpr double RequiredRatio = 0.9;
+constexpr qint64 WarmupSize = 16 << 20;
+
+// One "VmXXX:   1234 kB" line of /proc/self/status, in bytes; -1 if absent.
+qint64 procStatus(const char *field)
+{
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (!status.open(QIODevice::ReadOnly))
+        return -1;
+    const QByteArray key = QByteArray(field) + ':';
+    for (const QByteArray &line : status.readAll().split('\n')) {
+        if (line.startsWith(key))
+            return line.mid(key.size()).trimmed().split(' ').constFirst().toLongLong() * 1024;
+    }
+    return -1;
+}
+
+// Lets VmHWM start again from the current RSS, so it shows this transfer's
+// peak rather than the process's whole history. Needs Linux 4.0.
+bool resetPeakRss()
+{
+    QFile clearRefs(QStringLiteral("/proc/self/clear_refs"));
+    return clearRefs.open(QIODevice::WriteOnly) && clearRefs.write("5") == 1;
+}
+
+// Samples VmRSS on the event loop while a transfer runs, so a peak that
+// VmHWM cannot isolate (when clear_refs is refused) is still seen.
+class RssSampler
+{
+public:
+    void start()
+    {
+        m_hwmReset = resetPeakRss();
+        m_maxSampled = procStatus("VmRSS");
+        QObject::connect(&m_timer, &QTimer::timeout, [this] { sample(); });
+        m_timer.start(50ms);
+    }
+
+    // Peak RSS during the transfer, in bytes.
+    qint64 stop()
+    {
+        sample();
+        m_timer.stop();
+        m_timer.disconnect();
+        qint64 peak = m_maxSampled;
+        if (m_hwmReset)
+            peak = std::max(peak, procStatus("VmHWM"));
+        return peak;
+    }
+
+private:
+    void sample()
+    {
+        m_maxSampled = std::max(m_maxSampled, procStatus("VmRSS"));
+    }
+
+    QTimer m_timer;
+    qint64 m_maxSampled = 0;
+    bool m_hwmReset = false;
+};
+
+struct Measurement
+{
+    bool ok = false;
+    qint64 bytes = 0;
+    double seconds = 0;
+    qint64 peakRss = -1; // hub only
+    double mibPerSecond() const { return seconds > 0 ? bytes / MiB / seconds : 0; }
+};
+
+// Spot-checks the saved body against the generator at its start, middle and end.
+bool looksLikeBody(const QString &path, qint64 size)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly) || file.size() != size)
+        return false;
+    const qint64 probe = std::min<qint64>(4096, size);
+    for (const qint64 offset : {qint64(0), size / 2, size - probe}) {
+        if (!file.seek(offset) || file.read(probe) != LocalHttpService::generatedBytes(offset, probe))
+            return false;
+    }
+    return true;
+}
+
+// Starts each transfer with no other file's dirty pages or freed blocks
+// still queued for the disk. Nothing is in flight when it is called.
+void settleDisk()
+{
+    ::sync();
+}
+
+QCoro::Task<Measurement> downloadWithHub(UpdateManager &manager, const QUrl &url, qint64 size)
+{
+    settleDisk();
+    RssSampler sampler;
+    sampler.start();
+    QElapsedTimer clock;
+    clock.start();
+    const installers::DownloadResult result = co_await manager.download(QStringLiteral("bench-installer"),
+                                                                        url.toString(), false);
+    Measurement m;
+    m.seconds = clock.nsecsElapsed() / 1e9;
+    m.peakRss = sampler.stop();
+    if (!result.outcome.ok()) {
+        std::fprintf(stderr, "hub download failed: %s\n", qPrintable(result.outcome.error));
+        co_return m;
+    }
+    m.bytes = QFileInfo(result.savedPath).size();
+    m.ok = looksLikeBody(result.savedPath, size);
+    if (!m.ok)
+        std::fprintf(stderr, "hub download saved the wrong bytes: %s\n", qPrintable(result.savedPath));
+    QFile::remove(result.savedPath);
+    co_return m;
+}
+
+QCoro::Task<Measurement> downloadWithCurl(const QString &curl, const QUrl &url, const QString &target, qint64 size)
+{
+    settleDisk();
+    QProcess process;
+    process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    QElapsedTimer clock;
+    clock.start();
+    // Awaited, never waited for: the service answering curl lives on this event loop.
+    // Built before the co_await: GCC 12 rejects this list written inside it.
+    QStringList arguments{QStringLiteral("-s"), QStringLiteral("-S"), QStringLiteral("-o"), target, url.toString()};
+    const bool started = co_await qCoro(process).start(curl, arguments);
+    const bool finished = started && co_await qCoro(process).waitForFinished(-1);
+    Measurement m;
+    m.seconds = clock.nsecsElapsed() / 1e9;
+    if (!finished || process.exitStatus() != QProcess::NormalExit || process.exitCode() != 0) {
+        std::fprintf(stderr, "curl failed (exit code %d)\n", process.exitCode());
+        QFile::remove(target);
+        co_return m;
+    }
+    m.bytes = QFileInfo(target).size();
+    m.ok = looksLikeBody(target, size);
+    if (!m.ok)
+        std::fprintf(stderr, "curl saved the wrong bytes\n");
+    QFile::remove(target);
+    co_return m;
+}
+
+// Figures taken while other work competes for the two cores mean little;
+// the load average printed with them tells.
+QByteArray loadAverage()
+{
+    QFile file(QStringLiteral("/proc/loadavg"));
+    if (!file.open(QIODevice::ReadOnly))
+        return "unknown";
+    return file.readAll().split(' ').mid(0, 3).join(' ');
+}
+
+double median(std::vector<double> values)
+{
+    std::sort(values.begin(), values.end());
+    const size_t n = values.size();
+    return n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
+}
+
+void addRoutes(LocalHttpService &service, qint64 size)
+{
+    service.setRoute(QStringLiteral("/files/BenchInstaller.bin"), LocalHttpService::Route{.generatedSize = size});
+    service.setRoute(QStringLiteral("/files/Warmup.bin"), LocalHttpService::Route{.generatedSize = WarmupSize});
+}
+
+// --serve-only: the service alone, for --server-process. Prints its port,
+// then serves until terminated.
+int serveOnly(qint64 size)
+{
+    LocalHttpService service;
+    if (!service.listen())
+        return 2;
+    addRoutes(service, size);
+    std::printf("%d\n", service.baseUrl().port());
+    std::fflush(stdout);
+    return QCoreApplication::exec();
+}
+
+// Where the bodies come from: this process's event loop, or a child
+// process, so that the hub's event loop carries only its own download.
+struct Origin
+{
+    LocalHttpService local;
+    QProcess child;
+    QUrl base;
+
+    QCoro::Task<bool> start(qint64 size, bool separateProcess)
+    {
+        if (!separateProcess) {
+            if (!local.listen())
+                co_return false;
+            addRoutes(local, size);
+            base = local.baseUrl();
+            co_return true;
+        }
+        child.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        QStringList arguments{QStringLiteral("--serve-only"), QStringLiteral("--size-mib"), QString::number(size >> 20)};
+        if (!co_await qCoro(child).start(QCoreApplication::applicationFilePath(), arguments))
+            co_return false;
+        while (!child.canReadLine()) {
+            if (!co_await qCoro(static_cast<QIODevice &>(child)).waitForReadyRead(10'000))
+                co_return false;
+        }
+        bool ok = false;
+        const int port = child.readLine().trimmed().toInt(&ok);
+        base = QUrl(QStringLiteral("http://127.0.0.1:%1").arg(port));
+        co_return ok;
+    }
+
+    QUrl url(const QString &path) const
+    {
+        QUrl result = base;
+        result.setPath(path);
+        return result;
+    }
+
+    ~Origin()
+    {
+        if (child.state() != QProcess::NotRunning) {
+            child.terminate();
+            child.waitForFinished(5000); // at exit, nothing else is waiting on the loop
+        }
+    }
+};
+
+QCoro::Task<int> run(qint64 size, int runs, bool separateServer)
+{
+    Origin origin;
+    if (!co_await origin.start(size, separateServer)) {
+        std::fprintf(stderr, "cannot start the local service\n");
+        co_return 2;
+    }
+    const QUrl url = origin.url(QStringLiteral("/files/BenchInstaller.bin"));
+
+    TestHost host;
+    const QString home = TestSandbox::current().home();
+    const QString downloads = host.paths.downloadsDirectory();
+    // Never write a gigabyte into the real Downloads folder.
+    if (home.isEmpty() || !downloads.startsWith(home + u'/')) {
+        std::fprintf(stderr, "Downloads is outside the sandbox: %s\n", qPrintable(downloads));
+        co_return 2;
+    }
+    UpdateManager manager(origin.url(QStringLiteral("/api/plugin-versions")), host.host);
+
+    const QString curl = QStandardPaths::findExecutable(QStringLiteral("curl"));
+    if (curl.isEmpty()) {
+        std::fprintf(stderr, "curl is not installed\n");
+        co_return 2;
+    }
+    const QString curlTarget = downloads + QStringLiteral("/curl-copy.bin");
+
+    // Growth is counted from before the first transfer, so buffers the
+    // allocator keeps between downloads still count against the hub.
+    const qint64 startRss = procStatus("VmRSS");
+
+    // First transfers pay for one-off set-up (the network manager's thread,
+    // curl's libraries in the page cache); keep them out of the figures.
+    const QUrl warmup = origin.url(QStringLiteral("/files/Warmup.bin"));
+    if (!(co_await downloadWithHub(manager, warmup, WarmupSize)).ok
+        || !(co_await downloadWithCurl(curl, warmup, curlTarget, WarmupSize)).ok)
+        co_return 2;
+
+    std::printf("body %.0f MiB from %s (service in %s), %d runs, load average %s\n", size / MiB,
+                qPrintable(url.toString()), separateServer ? "a child process" : "this process", runs,
+                loadAverage().constData());
+    std::printf("%-4s %10s %12s %10s %12s %8s %16s\n", "run", "hub s", "hub MiB/s", "curl s", "curl MiB/s",
+                "hub/curl", "hub RSS growth");
+    std::vector<double> hubRates, curlRates, ratios;
+    qint64 worstGrowth = 0;
+    for (int i = 1; i <= runs; ++i) {
+        // Alternate who goes first, so neither always inherits the other's
+        // writeback and freed blocks.
+        Measurement hub, viaCurl;
+        if (i % 2) {
+            hub = co_await downloadWithHub(manager, url, size);
+            viaCurl = co_await downloadWithCurl(curl, url, curlTarget, size);
+        } else {
+            viaCurl = co_await downloadWithCurl(curl, url, curlTarget, size);
+            hub = co_await downloadWithHub(manager, url, size);
+        }
+        if (!hub.ok || !viaCurl.ok)
+            co_return 2;
+        const double ratio = hub.mibPerSecond() / viaCurl.mibPerSecond();
+        hubRates.push_back(hub.mibPerSecond());
+        curlRates.push_back(viaCurl.mibPerSecond());
+        ratios.push_back(ratio);
+        const qint64 growth = hub.peakRss - startRss;
+        worstGrowth = std::max(worstGrowth, growth);
+        std::printf("%-4d %10.2f %12.0f %10.2f %12.0f %8.2f %12.1f MiB\n", i, hub.seconds, hub.mibPerSecond(),
+                    viaCurl.seconds, viaCurl.mibPerSecond(), ratio, growth / MiB);
+        std::fflush(stdout);
+    }
+
+    const double medianRatio = median(ratios);
+    std::printf("median: hub %.0f MiB/s, curl %.0f MiB/s, hub/curl %.2f; worst hub RSS growth %.1f MiB "
+                "(load average %s)\n",
+                median(hubRates), median(curlRates), medianRatio, worstGrowth / MiB, loadAverage().constData());
+    const bool memoryOk = worstGrowth < RssBudget;
+    const bool speedOk = medianRatio >= RequiredRatio;
+    std::printf("peak RSS growth < %.0f MiB: %s\n", RssBudget / MiB, memoryOk ? "yes" : "NO");
+    std::printf("throughput >= %.0f%% of curl: %s\n", RequiredRatio * 100, speedOk ? "yes" : "NO");
+    co_return memoryOk && speedOk ? 0 : 1;
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    // HOME, and so Downloads, inside a temporary folder. Not for the child
+    // service: it is terminated, and would leave its folder behind.
+    std::optional<TestSandbox> sandbox;
+    if (!std::any_of(argv + 1, argv + argc, [](const char *arg) { return std::strcmp(arg, "--serve-only") == 0; }))
+        sandbox.emplace();
+    QCoreApplication app(argc, argv);
+    app.setOrganizationName(QStringLiteral("Quillmarsh"));
+    app.setApplicationName(QStringLiteral("Quillmarsh Hub"));
+
+    qint64 sizeMiB = 1024;
+    int runs = 3;
+    bool separateServer = false;
+    bool serve = false;
+    const QStringList args = app.arguments();
+    for (qsizetype i = 1; i < args.size(); ++i) {
+        bool ok = true;
+        const bool hasValue = i + 1 < args.size();
+        if (args[i] == QLatin1String("--size-mib") && hasValue)
+            sizeMiB = args[++i].toLongLong(&ok);
+        else if (args[i] == QLatin1String("--runs") && hasValue)
+            runs = args[++i].toInt(&ok);
+        else if (args[i] == QLatin1String("--server-process"))
+            separateServer = true;
+        else if (args[i] == QLatin1String("--serve-only"))
+            serve = true;
+        else
+            ok = false;
+        if (!ok || sizeMiB <= 0 || runs <= 0) {
+            std::fprintf(stderr, "usage: bench_download [--size-mib N] [--runs N] [--server-process]\n");
+            return 2;
+        }
+    }
+    if (serve)
+        return serveOnly(sizeMiB << 20);
+    return QCoro::waitFor(run(sizeMiB << 20, runs, separateServer));
+}

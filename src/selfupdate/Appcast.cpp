@@ -1,0 +1,209 @@
+#include "Appcast.h"
+
+#include "SignatureVerifier.h"
+#include "platform/ServiceAddress.h"
+#include "updates/UpdateManager.h"
+
+#include <QXmlStreamReader>
+
+namespace {
+
+bool isPlain(const QXmlStreamReader &reader, QLatin1StringView name)
+{
+    return reader.namespaceUri().isEmpty() && reader.name() == name;
+}
+
+bool isSparkle(const QXmlStreamReader &reader, QLatin1StringView name)
+{
+    return reader.namespaceUri() == QLatin1StringView(Appcast::SparkleNamespace) && reader.name() == name;
+}
+
+QString sparkleAttribute(const QXmlStreamAttributes &attributes, QLatin1StringView name)
+{
+    return attributes.value(QLatin1StringView(Appcast::SparkleNamespace), name).toString().trimmed();
+}
+
+struct Enclosure
+{
+    QString url;
+    QString length;
+    QString type;
+    QString signature;
+    QString os;
+    QString version;
+    QString shortVersionString;
+};
+
+// What an <item> says, before anything is checked.
+struct RawItem
+{
+    AppcastItem item;
+    QString releaseNotesLink;
+    QList<Enclosure> enclosures;
+};
+
+Enclosure readEnclosure(const QXmlStreamAttributes &attributes)
+{
+    return {attributes.value(QLatin1StringView("url")).toString().trimmed(),
+            attributes.value(QLatin1StringView("length")).toString().trimmed(),
+            attributes.value(QLatin1StringView("type")).toString().trimmed(),
+            sparkleAttribute(attributes, QLatin1StringView("edSignature")),
+            sparkleAttribute(attributes, QLatin1StringView("os")),
+            sparkleAttribute(attributes, QLatin1StringView("version")),
+            sparkleAttribute(attributes, QLatin1StringView("shortVersionString"))};
+}
+
+void readCriticalUpdate(QXmlStreamReader &reader, AppcastItem &item)
+{
+    item.critical = true;
+    item.criticalBelowVersion = sparkleAttribute(reader.attributes(), QLatin1StringView("version"));
+    reader.skipCurrentElement();
+}
+
+RawItem readItem(QXmlStreamReader &reader)
+{
+    RawItem raw;
+    AppcastItem &item = raw.item;
+    while (reader.readNextStartElement()) {
+        if (isPlain(reader, QLatin1StringView("title"))) {
+            item.title = reader.readElementText(QXmlStreamReader::IncludeChildElements).trimmed();
+        } else if (isPlain(reader, QLatin1StringView("pubDate"))) {
+            item.publicationDate = QDateTime::fromString(reader.readElementText().trimmed(), Qt::RFC2822Date);
+        } else if (isPlain(reader, QLatin1StringView("description"))) {
+            item.description = reader.readElementText(QXmlStreamReader::IncludeChildElements).trimmed();
+        } else if (isPlain(reader, QLatin1StringView("enclosure"))) {
+            raw.enclosures << readEnclosure(reader.attributes());
+            reader.skipCurrentElement();
+        } else if (isSparkle(reader, QLatin1StringView("version"))) {
+            item.version = reader.readElementText().trimmed();
+        } else if (isSparkle(reader, QLatin1StringView("shortVersionString"))) {
+            item.shortVersionString = reader.readElementText().trimmed();
+        } else if (isSparkle(reader, QLatin1StringView("releaseNotesLink"))) {
+            const QString link = reader.readElementText().trimmed();
+            if (raw.releaseNotesLink.isEmpty())
+                raw.releaseNotesLink = link;
+        } else if (isSparkle(reader, QLatin1StringView("criticalUpdate"))) {
+            readCriticalUpdate(reader, item);
+        } else if (isSparkle(reader, QLatin1StringView("tags"))) {
+            // Older feeds mark critical updates inside <sparkle:tags>.
+            while (reader.readNextStartElement()) {
+                if (isSparkle(reader, QLatin1StringView("criticalUpdate")))
+                    readCriticalUpdate(reader, item);
+                else
+                    reader.skipCurrentElement();
+            }
+        } else {
+            reader.skipCurrentElement();
+        }
+    }
+    return raw;
+}
+
+std::optional<QUrl> trustedUrl(const QString &text)
+{
+    const QUrl url(text, QUrl::StrictMode);
+    if (text.isEmpty() || !url.isValid() || url.isRelative() || !links::isTrustedTransport(url))
+        return std::nullopt;
+    return url;
+}
+
+// The item the hub could install, or nothing when the item is for another
+// operating system or misses a piece.
+std::optional<AppcastItem> usableItem(RawItem raw)
+{
+    const auto forLinux = std::find_if(raw.enclosures.cbegin(), raw.enclosures.cend(), [](const Enclosure &e) {
+        return e.os.isEmpty() || e.os.compare(QLatin1StringView("linux"), Qt::CaseInsensitive) == 0;
+    });
+    if (forLinux == raw.enclosures.cend())
+        return std::nullopt;
+
+    AppcastItem item = std::move(raw.item);
+    const auto url = trustedUrl(forLinux->url);
+    bool lengthOk = false;
+    item.length = forLinux->length.toLongLong(&lengthOk);
+    if (!url || !lengthOk || item.length <= 0 || !SignatureVerifier::decodeSignature(forLinux->signature))
+        return std::nullopt;
+    item.url = *url;
+    item.type = forLinux->type;
+    item.edSignature = forLinux->signature;
+    if (item.version.isEmpty())
+        item.version = forLinux->version;
+    if (item.shortVersionString.isEmpty())
+        item.shortVersionString = forLinux->shortVersionString;
+    if (item.comparableVersion().isEmpty())
+        return std::nullopt;
+    // A bad notes link costs the link, not the release.
+    item.releaseNotesLink = trustedUrl(raw.releaseNotesLink).value_or(QUrl());
+    return item;
+}
+
+} // namespace
+
+bool AppcastItem::isCriticalFor(const QString &runningVersion) const
+{
+    return critical && (criticalBelowVersion.isEmpty() || UpdateManager::isNewer(criticalBelowVersion, runningVersion));
+}
+
+std::optional<Appcast> Appcast::parse(const QByteArray &document, QString *error)
+{
+    auto fail = [&](const QString &why) -> std::optional<Appcast> {
+        if (error)
+            *error = why;
+        return std::nullopt;
+    };
+    if (document.size() > MaximumSize)
+        return fail(QStringLiteral("the appcast is longer than %1 bytes").arg(MaximumSize));
+
+    QXmlStreamReader reader(document);
+    // Up to the root element; feeds have no use for a DTD and its entities.
+    while (!reader.atEnd() && reader.readNext() != QXmlStreamReader::StartElement) {
+        if (reader.tokenType() == QXmlStreamReader::DTD)
+            return fail(QStringLiteral("the appcast declares a DTD"));
+    }
+    if (reader.hasError())
+        return fail(QStringLiteral("the appcast is not well-formed XML: %1").arg(reader.errorString()));
+    if (reader.tokenType() != QXmlStreamReader::StartElement || !isPlain(reader, QLatin1StringView("rss")))
+        return fail(QStringLiteral("the appcast is not an RSS document"));
+
+    Appcast appcast;
+    while (reader.readNextStartElement()) {
+        if (!isPlain(reader, QLatin1StringView("channel"))) {
+            reader.skipCurrentElement();
+            continue;
+        }
+        while (reader.readNextStartElement()) {
+            if (!isPlain(reader, QLatin1StringView("item"))) {
+                reader.skipCurrentElement();
+                continue;
+            }
+            if (auto item = usableItem(readItem(reader)))
+                appcast.m_items << std::move(*item);
+            else
+                ++appcast.m_ignored;
+        }
+    }
+    // Whatever follows the root must be well-formed too.
+    while (!reader.atEnd())
+        reader.readNext();
+    if (reader.hasError())
+        return fail(QStringLiteral("the appcast is not well-formed XML: %1").arg(reader.errorString()));
+    return appcast;
+}
+
+std::optional<AppcastItem> Appcast::newest() const
+{
+    std::optional<AppcastItem> best;
+    for (const AppcastItem &item : m_items) {
+        if (!best || UpdateManager::isNewer(item.comparableVersion(), best->comparableVersion()))
+            best = item;
+    }
+    return best;
+}
+
+std::optional<AppcastItem> Appcast::newestNewerThan(const QString &runningVersion) const
+{
+    const auto candidate = newest();
+    if (candidate && UpdateManager::isNewer(candidate->comparableVersion(), runningVersion))
+        return candidate;
+    return std::nullopt;
+}

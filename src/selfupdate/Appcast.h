@@ -1,0 +1,68 @@
+#pragma once
+
+#include <QByteArray>
+#include <QDateTime>
+#include <QList>
+#include <QString>
+#include <QUrl>
+
+#include <optional>
+
+// One release of the hub as an appcast item describes it, with the Linux
+// download already chosen from its enclosures.
+struct AppcastItem
+{
+    QString title;
+    QDateTime publicationDate; // invalid when absent or unreadable
+    QString version;            // sparkle:version
+    QString shortVersionString; // sparkle:shortVersionString
+    QString description;        // inline release notes, HTML as published
+    QUrl releaseNotesLink;      // empty unless https (or http to this machine)
+    bool critical = false;
+    // With a critical update: it is critical only for versions older than
+    // this one; empty for every version.
+    QString criticalBelowVersion;
+
+    QUrl url;
+    qint64 length = 0;
+    QString type;
+    QString edSignature; // base64 of 64 bytes
+
+    // What releases are compared and shown by: the short version string
+    // when the item has one, else the version. The running hub's version is
+    // a short version string (project VERSION), and a build number in
+    // sparkle:version need not compare the same way.
+    QString comparableVersion() const { return shortVersionString.isEmpty() ? version : shortVersionString; }
+    bool isCriticalFor(const QString &runningVersion) const;
+};
+
+// A parsed appcast: the items of its channel that the hub can install.
+class Appcast
+{
+public:
+    static constexpr auto SparkleNamespace = "http://www.andymatuschak.org/xml-namespaces/sparkle";
+    // Longer documents are refused unread.
+    static constexpr qsizetype MaximumSize = 1024 * 1024;
+
+    // No value, and a reason in `error`, when the document is too long, is
+    // not well-formed XML (a DTD counts as not well-formed) or is not an RSS
+    // document. Items for another operating system, and items without a
+    // usable enclosure, signature, positive length, version or transport,
+    // are left out.
+    static std::optional<Appcast> parse(const QByteArray &document, QString *error = nullptr);
+
+    // Usable items, in document order.
+    const QList<AppcastItem> &items() const { return m_items; }
+    // Items in the document that were left out.
+    int ignoredItemCount() const { return m_ignored; }
+
+    // The newest usable item, whatever the running version; the first of
+    // equal ones.
+    std::optional<AppcastItem> newest() const;
+    // The newest usable item strictly newer than `runningVersion`.
+    std::optional<AppcastItem> newestNewerThan(const QString &runningVersion) const;
+
+private:
+    QList<AppcastItem> m_items;
+    int m_ignored = 0;
+};

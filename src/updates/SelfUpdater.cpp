@@ -1,6 +1,0 @@
-#include "SelfUpdater.h"
-
-void SelfUpdater::checkForUpdates()
-{
-    emit userCheckRequested();
-}
