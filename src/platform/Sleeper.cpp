@@ -39,10 +39,10 @@ QCoro::Task<> BootClockSleeper::sleep(std::chrono::milliseconds duration)
         co_return;
     }
 
-    itimerspec spec{};
-    spec.it_value.tv_sec = duration.count() / 1000;
-    spec.it_value.tv_nsec = (duration.count() % 1000) * 1000000;
-    ::timerfd_settime(timer.fd, 0, &spec, nullptr);
+    itimerspec expiry{};
+    expiry.it_value.tv_sec = duration.count() / 1000;
+    expiry.it_value.tv_nsec = (duration.count() % 1000) * 1000000;
+    ::timerfd_settime(timer.fd, 0, &expiry, nullptr);
 
     QSocketNotifier notifier(timer.fd, QSocketNotifier::Read);
     co_await qCoro(&notifier, &QSocketNotifier::activated);

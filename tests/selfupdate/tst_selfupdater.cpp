@@ -185,6 +185,8 @@ private slots:
         QCOMPARE(updater->errorMessage(), message.en);
         if (updater->state() == State::Failed) {
             QVERIFY(!updater->errorDetail().isEmpty());
+            if (QTest::currentDataTag() == QByteArray("redirect to plain http elsewhere"))
+                QVERIFY2(updater->errorDetail().contains("redirect"), qPrintable(updater->errorDetail()));
             QSignalSpy errorChanged(updater.get(), &SelfUpdater::errorChanged);
             l10n.setLanguage(AppLanguage::Ja);
             QCOMPARE(errorChanged.count(), 1);
