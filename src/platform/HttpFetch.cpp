@@ -1,4 +1,5 @@
 #include "HttpFetch.h"
+#include "platform/DeleteLater.h"
 
 #include <QCoroNetworkReply>
 #include <QNetworkAccessManager>
@@ -16,7 +17,7 @@ bool bodyIsComplete(const QNetworkReply &reply, qint64 received)
 
 QCoro::Task<FetchedBody> fetchBody(QNetworkAccessManager &network, QNetworkRequest request)
 {
-    const std::unique_ptr<QNetworkReply> reply(network.get(request));
+    const LaterPtr<QNetworkReply> reply(network.get(request));
     co_await reply.get();
 
     const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);

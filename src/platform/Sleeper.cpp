@@ -1,5 +1,7 @@
 #include "Sleeper.h"
 
+#include "DeleteLater.h"
+
 #include <QCoroSignal>
 #include <QSocketNotifier>
 #include <QTimer>
@@ -31,11 +33,11 @@ QCoro::Task<> BootClockSleeper::sleep(std::chrono::milliseconds duration)
     const FdCloser timer{::timerfd_create(CLOCK_BOOTTIME, TFD_NONBLOCK | TFD_CLOEXEC)};
     if (timer.fd < 0) {
         // No boot clock (very old kernel): a monotonic timer is the next best thing.
-        QTimer fallback;
-        fallback.setSingleShot(true);
-        fallback.setTimerType(Qt::PreciseTimer);
-        fallback.start(duration);
-        co_await qCoro(&fallback, &QTimer::timeout);
+        const LaterPtr<QTimer> fallback(new QTimer);
+        fallback->setSingleShot(true);
+        fallback->setTimerType(Qt::PreciseTimer);
+        fallback->start(duration);
+        co_await qCoro(fallback.get(), &QTimer::timeout);
         co_return;
     }
 
@@ -44,8 +46,9 @@ QCoro::Task<> BootClockSleeper::sleep(std::chrono::milliseconds duration)
     expiry.it_value.tv_nsec = (duration.count() % 1000) * 1000000;
     ::timerfd_settime(timer.fd, 0, &expiry, nullptr);
 
-    QSocketNotifier notifier(timer.fd, QSocketNotifier::Read);
-    co_await qCoro(&notifier, &QSocketNotifier::activated);
+    const LaterPtr<QSocketNotifier> notifier(new QSocketNotifier(timer.fd, QSocketNotifier::Read));
+    co_await qCoro(notifier.get(), &QSocketNotifier::activated);
+    notifier->setEnabled(false);
     uint64_t expirations = 0;
     [[maybe_unused]] const auto read = ::read(timer.fd, &expirations, sizeof expirations);
 }

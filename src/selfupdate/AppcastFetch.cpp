@@ -1,4 +1,5 @@
 #include "AppcastFetch.h"
+#include "platform/DeleteLater.h"
 
 #include "platform/HttpFetch.h"
 #include "platform/ServiceAddress.h"
@@ -23,7 +24,7 @@ QCoro::Task<CappedBody> fetchAtMost(QNetworkAccessManager &network, QUrl url, qi
     request.setTransferTimeout(TransferTimeoutMs);
     request.setAttribute(QNetworkRequest::CacheLoadControlAttribute, QNetworkRequest::AlwaysNetwork);
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::UserVerifiedRedirectPolicy);
-    const std::unique_ptr<QNetworkReply> reply(network.get(request));
+    const LaterPtr<QNetworkReply> reply(network.get(request));
 
     bool tooLong = false;
     bool untrustedRedirect = false;

@@ -1,4 +1,5 @@
 #include "InstallerDownload.h"
+#include "platform/DeleteLater.h"
 
 #include "platform/HttpFetch.h"
 
@@ -81,7 +82,7 @@ QCoro::Task<DownloadResult> download(QNetworkAccessManager &network, QUrl url, Q
 
     QNetworkRequest request(url);
     request.setTransferTimeout(StallTimeoutMs);
-    const std::unique_ptr<QNetworkReply> reply(network.get(request));
+    const LaterPtr<QNetworkReply> reply(network.get(request));
     // Keep at most this much in memory; the rest waits in the socket.
     reply->setReadBufferSize(4 * 1024 * 1024);
     if (control) {

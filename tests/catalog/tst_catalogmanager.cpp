@@ -199,7 +199,7 @@ private slots:
         QCOMPARE(service.requestCount("/api/hub/products"), before); // returns at once
         QTRY_COMPARE(service.requestCount("/api/hub/products"), before + 1);
         QTRY_VERIFY(service.requestCount("/api/hub/products") >= before + 3);
-        QVERIFY(manager->revision() >= 3);
+        QTRY_VERIFY(manager->revision() >= 3);
         manager.reset();
         const int count = service.requestCount("/api/hub/products");
         QTest::qWait(150);
