@@ -5,6 +5,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -35,6 +36,34 @@ void serveCatalogue(LocalHttpService &service)
         service.setRoute(path, {.body = "Quillmarsh demo installer " + path.toUtf8() + "\n",
                                 .headers = {{"Content-Type", "application/octet-stream"}}});
     }
+}
+
+void serveHubRelease(LocalHttpService &service, const QString &releaseFile, const QString &enclosureSignature)
+{
+    const QString base = service.baseUrl().toString();
+    const QString name = QFileInfo(releaseFile).fileName();
+    service.setFile(QStringLiteral("/hub/") + name, releaseFile, "application/vnd.debian.binary-package");
+    const QString appcast = QStringLiteral(
+        "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n"
+        "<rss version=\"2.0\" xmlns:sparkle=\"http://www.andymatuschak.org/xml-namespaces/sparkle\">\n"
+        "  <channel>\n"
+        "    <title>Quillmarsh Hub</title>\n"
+        "    <item>\n"
+        "      <title>Quillmarsh Hub 1.1.0</title>\n"
+        "      <pubDate>Mon, 23 Nov 2026 09:00:00 +0000</pubDate>\n"
+        "      <sparkle:version>1.1.0</sparkle:version>\n"
+        "      <sparkle:shortVersionString>1.1.0</sparkle:shortVersionString>\n"
+        "      <description><![CDATA[<h3>What's new</h3><ul>"
+        "<li>The catalogue refreshes twice as fast.</li>"
+        "<li>Japanese texts in the updates table no longer run into each other.</li>"
+        "</ul><p>Details on <a href=\"https://www.quillmarsh.example/en/hub/releases\">our site</a>.</p>"
+        "<script>alert('never shown')</script>]]></description>\n"
+        "      <enclosure url=\"%1/hub/%2\" sparkle:os=\"linux\" type=\"application/vnd.debian.binary-package\" %3/>\n"
+        "    </item>\n"
+        "  </channel>\n"
+        "</rss>\n").arg(base, name, enclosureSignature);
+    service.setRoute(QStringLiteral("/hub/appcast.xml"), {.body = appcast.toUtf8(),
+                                                          .headers = {{"Content-Type", "application/rss+xml"}}});
 }
 
 bool makeHome(const QString &home)

@@ -1,6 +1,8 @@
 // The demo's local web service and sandboxed home.
 //
-//   quillmarsh-demo serve          prints its base URL, serves until stopped
+//   quillmarsh-demo serve [--release FILE SIGNATURE]
+//                                  prints its base URL, serves until stopped;
+//                                  with a release, also the hub's appcast
 //   quillmarsh-demo make-home DIR  writes installed bundles into DIR
 #include "DemoData.h"
 #include "support/LocalHttpService.h"
@@ -16,7 +18,7 @@ namespace {
 
 int usage()
 {
-    QTextStream(stderr) << "usage: quillmarsh-demo serve | make-home DIR\n";
+    QTextStream(stderr) << "usage: quillmarsh-demo serve [--release FILE SIGNATURE] | make-home DIR\n";
     return 2;
 }
 
@@ -42,7 +44,8 @@ int main(int argc, char *argv[])
     const QStringList args = app.arguments().mid(1);
     if (args.value(0) == QLatin1String("make-home") && args.size() == 2)
         return demo::makeHome(args[1]) ? 0 : 1;
-    if (args.value(0) != QLatin1String("serve") || args.size() != 1)
+    const bool withRelease = args.size() == 4 && args[1] == QLatin1String("--release");
+    if (args.value(0) != QLatin1String("serve") || (args.size() != 1 && !withRelease))
         return usage();
 
     LocalHttpService service;
@@ -51,6 +54,8 @@ int main(int argc, char *argv[])
         return 1;
     }
     demo::serveCatalogue(service);
+    if (withRelease)
+        demo::serveHubRelease(service, args[2], args[3]);
     quitOnSignals();
     QTextStream(stdout) << service.baseUrl().toString() << Qt::endl;
     return app.exec();
