@@ -79,6 +79,8 @@ ApplicationWindow {
 
     SettingsWindow { id: settingsWindow }
     AboutWindow { id: aboutWindow }
+    // Shows itself when the hub's own updater has something to say.
+    SelfUpdateWindow { id: selfUpdateWindow }
 
     Component {
         id: helpWindowComponent

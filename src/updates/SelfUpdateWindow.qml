@@ -1,0 +1,414 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Controls.impl
+import QtQuick.Layouts
+import Quillmarsh.Hub
+
+// The hub's own update dialogs: one window whose content follows the
+// self-updater's state. The updater decides what is worth showing; this
+// window only hides what an automatic check has no business showing.
+HubWindow {
+    id: window
+    objectName: "selfUpdateWindow"
+
+    width: 600
+    height: 380
+    minimumWidth: 420
+    minimumHeight: 240
+    title: L10n.japanese ? "ソフトウェア・アップデート" : "Software Update"
+
+    readonly property int updaterState: SelfUpdater.state
+    readonly property bool wanted: {
+        switch (updaterState) {
+        case SelfUpdater.UpdateAvailable:
+        case SelfUpdater.Downloading:
+        case SelfUpdater.ReadyToInstall:
+            return true
+        case SelfUpdater.Checking:
+        case SelfUpdater.UpToDate:
+        case SelfUpdater.Failed:
+            return SelfUpdater.userInitiated
+        default:
+            return false
+        }
+    }
+
+    function present() {
+        show()
+        raise()
+        requestActivate()
+    }
+
+    function mb(bytes) {
+        return (bytes / 1048576).toFixed(1) + " MB"
+    }
+
+    // Shown and hidden imperatively: a bound `visible` would be broken by
+    // the first time the user closes the window.
+    onWantedChanged: wanted ? present() : hide()
+    Component.onCompleted: if (wanted) present()
+
+    // Closing is an answer too: an offer is put off, a download stopped.
+    onClosing: {
+        if (updaterState === SelfUpdater.UpdateAvailable)
+            SelfUpdater.remindLater()
+        else if (updaterState === SelfUpdater.Downloading)
+            SelfUpdater.cancel()
+        else
+            SelfUpdater.dismiss()
+    }
+
+    Connections {
+        target: SelfUpdater
+        function onRaiseRequested() {
+            if (window.wanted)
+                window.present()
+        }
+    }
+
+    ColumnLayout {
+        anchors.fill: parent
+        anchors.margins: 20
+        spacing: 12
+
+        RowLayout {
+            spacing: 14
+            Image {
+                Layout.alignment: Qt.AlignVCenter
+                Layout.preferredWidth: 44
+                Layout.preferredHeight: 44
+                source: "qrc:/Quillmarsh/Hub/icons/logo.svg"
+                sourceSize: Qt.size(88, 88)
+                fillMode: Image.PreserveAspectFit
+            }
+            Text {
+                objectName: "selfUpdateHeading"
+                Layout.fillWidth: true
+                Layout.alignment: Qt.AlignVCenter
+                font.pointSize: 15
+                font.weight: Font.Bold
+                color: HubColors.text
+                wrapMode: Text.Wrap
+                Accessible.role: Accessible.Heading
+                Accessible.name: text
+                text: {
+                    const ja = L10n.japanese
+                    switch (window.updaterState) {
+                    case SelfUpdater.Checking:
+                        return ja ? "アップデートを確認しています…" : "Checking for updates…"
+                    case SelfUpdater.UpdateAvailable:
+                        return ja ? "Quillmarsh Hub の新しいバージョンがあります"
+                                  : "A new version of Quillmarsh Hub is available!"
+                    case SelfUpdater.Downloading:
+                        return ja ? "アップデートをダウンロード中…" : "Downloading update…"
+                    case SelfUpdater.ReadyToInstall:
+                        return ja ? "インストールの準備ができました" : "Ready to install"
+                    case SelfUpdater.UpToDate:
+                        return ja ? "最新の状態です" : "You're up to date!"
+                    case SelfUpdater.Failed:
+                        return ja ? "アップデートエラー" : "Update Error"
+                    default:
+                        return ""
+                    }
+                }
+            }
+        }
+
+        Loader {
+            id: page
+            objectName: "selfUpdatePage"
+            focus: true
+            active: window.wanted
+            Layout.fillWidth: true
+            Layout.fillHeight: true
+            sourceComponent: {
+                switch (window.updaterState) {
+                case SelfUpdater.Checking: return checkingPage
+                case SelfUpdater.UpdateAvailable: return offerPage
+                case SelfUpdater.Downloading: return downloadingPage
+                case SelfUpdater.ReadyToInstall: return readyPage
+                case SelfUpdater.UpToDate: return upToDatePage
+                case SelfUpdater.Failed: return failedPage
+                default: return null
+                }
+            }
+        }
+    }
+
+    // The pieces every page shares.
+    component Body: Text {
+        Layout.fillWidth: true
+        font.pointSize: 12
+        color: HubColors.text
+        wrapMode: Text.Wrap
+    }
+    // Sized to sit beside a regular HubButton.
+    component SecondaryButton: SupportButton {
+        font.pointSize: 12
+        leftPadding: 14
+        rightPadding: 14
+        topPadding: 8
+        bottomPadding: 8
+    }
+    component ButtonRow: RowLayout {
+        Layout.fillWidth: true
+        Layout.topMargin: 8
+        spacing: 8
+    }
+
+    Component {
+        id: checkingPage
+        ColumnLayout {
+            spacing: 12
+            BusyIndicator {
+                objectName: "selfUpdateBusy"
+                running: true
+                Layout.preferredWidth: 36
+                Layout.preferredHeight: 36
+                palette.dark: HubColors.accent
+            }
+            Item { Layout.fillHeight: true }
+            ButtonRow {
+                Item { Layout.fillWidth: true }
+                SecondaryButton {
+                    objectName: "selfUpdateCancel"
+                    focus: true
+                    text: L10n.japanese ? "キャンセル" : "Cancel"
+                    onClicked: SelfUpdater.cancel()
+                }
+            }
+        }
+    }
+
+    Component {
+        id: offerPage
+        ColumnLayout {
+            spacing: 8
+            Body {
+                objectName: "selfUpdateMessage"
+                text: (L10n.japanese ? "Quillmarsh Hub %1 が利用可能です（現在のバージョンは %2）。"
+                                     : "Quillmarsh Hub %1 is now available—you have %2.")
+                      .arg(SelfUpdater.offeredDisplayVersion).arg(SelfUpdater.currentVersion)
+            }
+            ScrollView {
+                id: notesScroll
+                objectName: "selfUpdateNotesScroll"
+                visible: SelfUpdater.releaseNotesHtml !== ""
+                Layout.fillWidth: true
+                Layout.fillHeight: true
+                Layout.topMargin: 4
+                clip: true
+                background: Rectangle {
+                    color: HubColors.surface
+                    radius: 6
+                    border.color: HubColors.divider
+                }
+                contentWidth: availableWidth
+                Text {
+                    objectName: "selfUpdateNotes"
+                    width: notesScroll.availableWidth
+                    padding: 10
+                    textFormat: Text.RichText
+                    wrapMode: Text.Wrap
+                    // Rich text ignores linkColor; a style sheet gives links the accent.
+                    text: "<style>a { color: %1; }</style>".arg(HubColors.accent) + SelfUpdater.releaseNotesHtml
+                    color: HubColors.text
+                    font.pointSize: 12
+                    Accessible.role: Accessible.StaticText
+                    Accessible.name: L10n.japanese ? "リリースノート" : "Release notes"
+                    onLinkActivated: link => Links.openUrl(link)
+                    HoverHandler {
+                        cursorShape: parent.hoveredLink !== "" ? Qt.PointingHandCursor : Qt.ArrowCursor
+                    }
+                }
+            }
+            AbstractButton {
+                id: notesLink
+                objectName: "selfUpdateNotesLink"
+                visible: SelfUpdater.releaseNotesHtml === "" && SelfUpdater.releaseNotesLink.toString() !== ""
+                text: L10n.japanese ? "リリースノートを見る" : "View release notes"
+                focusPolicy: Qt.StrongFocus
+                hoverEnabled: true
+                Accessible.role: Accessible.Link
+                Accessible.name: text
+                contentItem: Text {
+                    text: notesLink.text
+                    font.pointSize: 12
+                    font.underline: notesLink.hovered || notesLink.visualFocus
+                    color: HubColors.accent
+                }
+                background: null
+                HoverHandler { cursorShape: Qt.PointingHandCursor }
+                onClicked: Links.openUrl(SelfUpdater.releaseNotesLink)
+                Keys.onReturnPressed: clicked()
+                Keys.onEnterPressed: clicked()
+            }
+            Item {
+                visible: !notesScroll.visible
+                Layout.fillHeight: true
+            }
+            // Right to left so the default button keeps the corner and,
+            // when the words are long, the others wrap beneath it.
+            Flow {
+                Layout.fillWidth: true
+                Layout.topMargin: 8
+                layoutDirection: Qt.RightToLeft
+                spacing: 8
+                HubButton {
+                    objectName: "selfUpdateInstall"
+                    size: "regular"
+                    focus: true
+                    text: L10n.japanese ? "アップデートをインストール" : "Install Update"
+                    onClicked: SelfUpdater.install()
+                }
+                SecondaryButton {
+                    objectName: "selfUpdateRemind"
+                    text: L10n.japanese ? "後で通知" : "Remind Me Later"
+                    onClicked: SelfUpdater.remindLater()
+                }
+                SecondaryButton {
+                    objectName: "selfUpdateSkip"
+                    // A critical update is only ever put off.
+                    visible: !SelfUpdater.critical
+                    text: L10n.japanese ? "このバージョンをスキップ" : "Skip This Version"
+                    onClicked: SelfUpdater.skipThisVersion()
+                }
+            }
+        }
+    }
+
+    Component {
+        id: downloadingPage
+        ColumnLayout {
+            spacing: 12
+            ProgressBar {
+                id: bar
+                objectName: "selfUpdateProgress"
+                Layout.fillWidth: true
+                from: 0
+                to: 1
+                value: SelfUpdater.progress
+                Accessible.name: L10n.japanese ? "ダウンロードの進行状況" : "Download progress"
+                background: Rectangle {
+                    implicitHeight: 8
+                    radius: 4
+                    color: HubColors.surface
+                    border.color: HubColors.divider
+                }
+                contentItem: Item {
+                    implicitHeight: 8
+                    Rectangle {
+                        width: bar.visualPosition * parent.width
+                        height: parent.height
+                        radius: 4
+                        color: HubColors.accent
+                    }
+                }
+            }
+            Text {
+                objectName: "selfUpdateBytes"
+                Layout.fillWidth: true
+                font.pointSize: 11
+                color: HubColors.textSecondary
+                text: SelfUpdater.totalBytes > 0
+                      ? (L10n.japanese ? "%1 / %2" : "%1 of %2")
+                            .arg(window.mb(SelfUpdater.receivedBytes)).arg(window.mb(SelfUpdater.totalBytes))
+                      : window.mb(SelfUpdater.receivedBytes)
+            }
+            Item { Layout.fillHeight: true }
+            ButtonRow {
+                Item { Layout.fillWidth: true }
+                SecondaryButton {
+                    objectName: "selfUpdateCancel"
+                    focus: true
+                    text: L10n.japanese ? "キャンセル" : "Cancel"
+                    onClicked: SelfUpdater.cancel()
+                }
+            }
+        }
+    }
+
+    Component {
+        id: readyPage
+        ColumnLayout {
+            spacing: 8
+            Body {
+                objectName: "selfUpdateMessage"
+                text: L10n.japanese
+                      ? "アップデートをダウンロードし、署名を確認しました。ソフトウェアインストーラーで開き、置き換えのため Quillmarsh Hub を終了します。"
+                      : "The update has been downloaded and its signature verified. Quillmarsh Hub will open it with your software installer and quit so it can be replaced."
+            }
+            Item { Layout.fillHeight: true }
+            ButtonRow {
+                Item { Layout.fillWidth: true }
+                SecondaryButton {
+                    objectName: "selfUpdateLater"
+                    text: L10n.japanese ? "後で" : "Later"
+                    onClicked: SelfUpdater.dismiss()
+                }
+                HubButton {
+                    objectName: "selfUpdateQuitAndInstall"
+                    size: "regular"
+                    focus: true
+                    text: L10n.japanese ? "インストールして終了" : "Install and Quit"
+                    onClicked: SelfUpdater.quitAndInstall()
+                }
+            }
+        }
+    }
+
+    Component {
+        id: upToDatePage
+        ColumnLayout {
+            spacing: 8
+            Body {
+                objectName: "selfUpdateMessage"
+                text: (L10n.japanese ? "Quillmarsh Hub %1 は現在の最新バージョンです。"
+                                     : "Quillmarsh Hub %1 is currently the newest version available.")
+                      .arg(SelfUpdater.currentVersion)
+            }
+            Item { Layout.fillHeight: true }
+            ButtonRow {
+                Item { Layout.fillWidth: true }
+                HubButton {
+                    objectName: "selfUpdateOk"
+                    size: "regular"
+                    focus: true
+                    text: "OK"
+                    onClicked: SelfUpdater.dismiss()
+                }
+            }
+        }
+    }
+
+    Component {
+        id: failedPage
+        ColumnLayout {
+            spacing: 8
+            Body {
+                objectName: "selfUpdateMessage"
+                text: L10n.japanese ? SelfUpdater.error.ja : SelfUpdater.error.en
+            }
+            Text {
+                objectName: "selfUpdateDetail"
+                visible: text !== ""
+                Layout.fillWidth: true
+                font.pointSize: 11
+                color: HubColors.textSecondary
+                wrapMode: Text.Wrap
+                text: SelfUpdater.errorDetail
+            }
+            Item { Layout.fillHeight: true }
+            ButtonRow {
+                Item { Layout.fillWidth: true }
+                HubButton {
+                    objectName: "selfUpdateOk"
+                    size: "regular"
+                    focus: true
+                    text: "OK"
+                    onClicked: SelfUpdater.dismiss()
+                }
+            }
+        }
+    }
+}
