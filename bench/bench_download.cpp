@@ -23,6 +23,7 @@
 #include <cstdio>
 #include <cstring>
 #include <optional>
+#include <sys/resource.h>
 #include <unistd.h>
 #include <vector>
 
@@ -99,6 +100,10 @@ struct Measurement
     qint64 bytes = 0;
     double seconds = 0;
     qint64 peakRss = -1; // hub only
+    // CPU time used meanwhile by this process (hub and, unless in a child,
+    // the service) and by reaped children (curl).
+    double selfCpu = 0;
+    double childCpu = 0;
     double mibPerSecond() const { return seconds > 0 ? bytes / MiB / seconds : 0; }
 };
 
@@ -116,6 +121,29 @@ bool looksLikeBody(const QString &path, qint64 size)
     return true;
 }
 
+double cpuSeconds(int who)
+{
+    rusage usage{};
+    getrusage(who, &usage);
+    const auto seconds = [](const timeval &t) { return double(t.tv_sec) + t.tv_usec / 1e6; };
+    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+}
+
+// CPU time from construction to stop(), of this process and of its reaped children.
+class CpuClock
+{
+public:
+    void stop(Measurement &m) const
+    {
+        m.selfCpu = cpuSeconds(RUSAGE_SELF) - m_self;
+        m.childCpu = cpuSeconds(RUSAGE_CHILDREN) - m_children;
+    }
+
+private:
+    double m_self = cpuSeconds(RUSAGE_SELF);
+    double m_children = cpuSeconds(RUSAGE_CHILDREN);
+};
+
 // Starts each transfer with no other file's dirty pages or freed blocks
 // still queued for the disk. Nothing is in flight when it is called.
 void settleDisk()
@@ -128,12 +156,14 @@ QCoro::Task<Measurement> downloadWithHub(UpdateManager &manager, const QUrl &url
     settleDisk();
     RssSampler sampler;
     sampler.start();
+    const CpuClock cpu;
     QElapsedTimer clock;
     clock.start();
     const installers::DownloadResult result = co_await manager.download(QStringLiteral("bench-installer"),
                                                                         url.toString(), false);
     Measurement m;
     m.seconds = clock.nsecsElapsed() / 1e9;
+    cpu.stop(m);
     m.peakRss = sampler.stop();
     if (!result.outcome.ok()) {
         std::fprintf(stderr, "hub download failed: %s\n", qPrintable(result.outcome.error));
@@ -152,6 +182,7 @@ QCoro::Task<Measurement> downloadWithCurl(const QString &curl, const QUrl &url, 
     settleDisk();
     QProcess process;
     process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    const CpuClock cpu;
     QElapsedTimer clock;
     clock.start();
     // Awaited, never waited for: the service answering curl lives on this event loop.
@@ -161,6 +192,7 @@ QCoro::Task<Measurement> downloadWithCurl(const QString &curl, const QUrl &url, 
     const bool finished = started && co_await qCoro(process).waitForFinished(-1);
     Measurement m;
     m.seconds = clock.nsecsElapsed() / 1e9;
+    cpu.stop(m);
     if (!finished || process.exitStatus() != QProcess::NormalExit || process.exitCode() != 0) {
         std::fprintf(stderr, "curl failed (exit code %d)\n", process.exitCode());
         QFile::remove(target);
@@ -297,9 +329,13 @@ QCoro::Task<int> run(qint64 size, int runs, bool separateServer)
     std::printf("body %.0f MiB from %s (service in %s), %d runs, load average %s\n", size / MiB,
                 qPrintable(url.toString()), separateServer ? "a child process" : "this process", runs,
                 loadAverage().constData());
-    std::printf("%-4s %10s %12s %10s %12s %8s %16s\n", "run", "hub s", "hub MiB/s", "curl s", "curl MiB/s",
-                "hub/curl", "hub RSS growth");
-    std::vector<double> hubRates, curlRates, ratios;
+    // CPU columns: each client's own CPU seconds per GiB. In this process
+    // the service's share is taken out of the hub's, estimated by what this
+    // process used while curl downloaded the same body.
+    std::printf("%-4s %7s %10s %7s %10s %8s %12s %12s %10s\n", "run", "hub s", "hub MiB/s", "curl s",
+                "curl MiB/s", "hub/curl", "hub CPU/GiB", "curl CPU/GiB", "RSS growth");
+    const double gib = size / (1024.0 * MiB);
+    std::vector<double> hubRates, curlRates, ratios, hubCpu, curlCpu;
     qint64 worstGrowth = 0;
     for (int i = 1; i <= runs; ++i) {
         // Alternate who goes first, so neither always inherits the other's
@@ -320,15 +356,19 @@ QCoro::Task<int> run(qint64 size, int runs, bool separateServer)
         ratios.push_back(ratio);
         const qint64 growth = hub.peakRss - startRss;
         worstGrowth = std::max(worstGrowth, growth);
-        std::printf("%-4d %10.2f %12.0f %10.2f %12.0f %8.2f %12.1f MiB\n", i, hub.seconds, hub.mibPerSecond(),
-                    viaCurl.seconds, viaCurl.mibPerSecond(), ratio, growth / MiB);
+        hubCpu.push_back((separateServer ? hub.selfCpu : hub.selfCpu - viaCurl.selfCpu) / gib);
+        curlCpu.push_back(viaCurl.childCpu / gib);
+        std::printf("%-4d %7.2f %10.0f %7.2f %10.0f %8.2f %10.2f s %10.2f s %6.1f MiB\n", i, hub.seconds,
+                    hub.mibPerSecond(), viaCurl.seconds, viaCurl.mibPerSecond(), ratio, hubCpu.back(), curlCpu.back(),
+                    growth / MiB);
         std::fflush(stdout);
     }
 
     const double medianRatio = median(ratios);
-    std::printf("median: hub %.0f MiB/s, curl %.0f MiB/s, hub/curl %.2f; worst hub RSS growth %.1f MiB "
-                "(load average %s)\n",
-                median(hubRates), median(curlRates), medianRatio, worstGrowth / MiB, loadAverage().constData());
+    std::printf("median: hub %.0f MiB/s, curl %.0f MiB/s, hub/curl %.2f; CPU per GiB hub %.2f s, curl %.2f s; "
+                "worst hub RSS growth %.1f MiB (load average %s)\n",
+                median(hubRates), median(curlRates), medianRatio, median(hubCpu), median(curlCpu), worstGrowth / MiB,
+                loadAverage().constData());
     const bool memoryOk = worstGrowth < RssBudget;
     const bool speedOk = medianRatio >= RequiredRatio;
     std::printf("peak RSS growth < %.0f MiB: %s\n", RssBudget / MiB, memoryOk ? "yes" : "NO");

@@ -84,7 +84,7 @@ QCoro::Task<DownloadResult> download(QNetworkAccessManager &network, QUrl url, Q
     request.setTransferTimeout(StallTimeoutMs);
     const LaterPtr<QNetworkReply> reply(network.get(request));
     // Keep at most this much in memory; the rest waits in the socket.
-    reply->setReadBufferSize(4 * 1024 * 1024);
+    reply->setReadBufferSize(1024 * 1024);
     if (control) {
         QObject::connect(reply.get(), &QNetworkReply::downloadProgress, control, &DownloadControl::progress);
         QObject::connect(control, &DownloadControl::cancelRequested, reply.get(), &QNetworkReply::abort);
