@@ -40,7 +40,8 @@ ApplicationWindow {
     // guide again brings back this same window.
     property HelpWindow helpWindow: null
 
-    function showHelp() {
+    // Both return the window they bring forward.
+    function openHelp() {
         if (!helpWindow) {
             helpWindow = helpWindowComponent.createObject(window)
             // Owned by this window, but shown as a window of its own rather
@@ -48,12 +49,18 @@ ApplicationWindow {
             helpWindow.transientParent = null
         }
         helpWindow.present()
+        return helpWindow
+    }
+
+    function openSettings() {
+        settingsWindow.present()
+        return settingsWindow
     }
 
     menuBar: HubMenuBar {
         onAboutRequested: aboutWindow.present()
-        onSettingsRequested: settingsWindow.present()
-        onHelpRequested: window.showHelp()
+        onSettingsRequested: window.openSettings()
+        onHelpRequested: window.openHelp()
         onQuitRequested: Qt.quit()
     }
 
@@ -69,7 +76,7 @@ ApplicationWindow {
     Shortcut {
         sequence: "Ctrl+,"
         context: Qt.ApplicationShortcut
-        onActivated: settingsWindow.present()
+        onActivated: window.openSettings()
     }
     Shortcut {
         sequence: "Ctrl+Q"
