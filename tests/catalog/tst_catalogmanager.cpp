@@ -1,6 +1,7 @@
 #include "catalog/ProductCatalogManager.h"
 #include "support/Fixtures.h"
 #include "support/Json.h"
+#include "support/Files.h"
 #include "support/LocalHttpService.h"
 #include "support/TestHost.h"
 #include "support/TestSandbox.h"
@@ -16,20 +17,6 @@ namespace {
 
 const QByteArray CatalogA = fixtures::document({fixtures::product("a"), fixtures::product("b")});
 const QByteArray CatalogB = fixtures::document({fixtures::product("c")});
-
-QByteArray readFile(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<missing>");
-}
-
-void writeFile(const QString &path, const QByteArray &bytes)
-{
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    file.write(bytes);
-}
 
 } // namespace
 
@@ -73,14 +60,14 @@ private slots:
         QFETCH(QByteArray, cache);
         const QString path = hubDir + "/product_catalog.json";
         if (!cache.isEmpty())
-            writeFile(path, cache);
+            QVERIFY(testfiles::write(path, cache));
         const auto manager = makeManager();
         QTEST(int(manager->products().size()), "products");
         QTEST(manager->revision(), "revision");
         QCOMPARE(manager->sections(), Product::sections(manager->products()));
         QCOMPARE(service.totalRequests(), 0);
         // Reading never rewrites the cache.
-        QCOMPARE(readFile(path), cache.isEmpty() ? QByteArray("<missing>") : cache);
+        QCOMPARE(testfiles::read(path, "<missing>"), cache.isEmpty() ? QByteArray("<missing>") : cache);
     }
 
     void firstStartWithoutHubDirectory()
@@ -91,7 +78,7 @@ private slots:
         QDir().mkpath(hubDir); // as the application state's setup does
         QVERIFY(QCoro::waitFor(manager->fetchCatalog()).ok());
         QCOMPARE(manager->revision(), 1);
-        QCOMPARE(readFile(manager->cacheFilePath()), CatalogA);
+        QCOMPARE(testfiles::read(manager->cacheFilePath()), CatalogA);
     }
 
     void fetchOutcomes_data()
@@ -115,7 +102,7 @@ private slots:
     {
         QFETCH(Route, route);
         QFETCH(bool, applied);
-        writeFile(hubDir + "/product_catalog.json", CatalogA);
+        QVERIFY(testfiles::write(hubDir + "/product_catalog.json", CatalogA));
         service.setRoute("/elsewhere", Route{.body = CatalogB});
         service.setRoute("/api/hub/products", route);
         const auto manager = makeManager();
@@ -132,7 +119,7 @@ private slots:
         QVERIFY(!manager->isLoading());
         QCOMPARE(loading.count(), 2);
         // The cache is the body exactly as served, or untouched.
-        QCOMPARE(readFile(manager->cacheFilePath()), applied ? CatalogB : CatalogA);
+        QCOMPARE(testfiles::read(manager->cacheFilePath()), applied ? CatalogB : CatalogA);
     }
 
     void requestIsUncachedPlainGet()
@@ -146,7 +133,7 @@ private slots:
 
     void sameCatalogStillCountsAsApplied()
     {
-        writeFile(hubDir + "/product_catalog.json", CatalogA);
+        QVERIFY(testfiles::write(hubDir + "/product_catalog.json", CatalogA));
         const auto manager = makeManager();
         QSignalSpy products(manager.get(), &ProductCatalogManager::productsChanged);
         QSignalSpy sections(manager.get(), &ProductCatalogManager::sectionsChanged);
@@ -159,7 +146,7 @@ private slots:
         QCOMPARE(sections.count(), 1);
         QCOMPARE(revision.count(), 1);
         QCOMPARE(manager->revision(), 2);
-        QCOMPARE(readFile(manager->cacheFilePath()), reformatted);
+        QCOMPARE(testfiles::read(manager->cacheFilePath()), reformatted);
     }
 
     void cacheWriteFailureKeepsCatalogue()
@@ -188,7 +175,7 @@ private slots:
         QVERIFY(QCoro::waitFor(std::move(slow)).ok());
         QCOMPARE(manager->products().first().id, "a");
         QCOMPARE(manager->revision(), 2);
-        QCOMPARE(readFile(manager->cacheFilePath()), CatalogA);
+        QCOMPARE(testfiles::read(manager->cacheFilePath()), CatalogA);
     }
 
     void scheduleFetchesAtOnceThenAfterEachEnds()
@@ -208,7 +195,7 @@ private slots:
 
     void timeoutLeavesEverythingAsItWas()
     {
-        writeFile(hubDir + "/product_catalog.json", CatalogA);
+        QVERIFY(testfiles::write(hubDir + "/product_catalog.json", CatalogA));
         service.setRoute("/api/hub/products", Route{.hang = true});
         const auto manager = makeManager();
         QElapsedTimer timer;
@@ -218,7 +205,7 @@ private slots:
         QVERIFY(timer.elapsed() >= 9000);
         QCOMPARE(manager->revision(), 1);
         QVERIFY(!manager->isLoading());
-        QCOMPARE(readFile(manager->cacheFilePath()), CatalogA);
+        QCOMPARE(testfiles::read(manager->cacheFilePath()), CatalogA);
     }
 };
 

@@ -1,9 +1,10 @@
 #include "support/Fixtures.h"
+#include "support/Files.h"
+#include "support/ProcessRun.h"
 #include "support/LocalHttpService.h"
 #include "support/PropertyListWriter.h"
 #include "support/TestSandbox.h"
 
-#include <QCoroProcess>
 #include <QCoroTask>
 #include <QJsonArray>
 #include <QtTest>
@@ -13,20 +14,8 @@ using fixtures::version;
 
 namespace {
 
-struct Run
-{
-    int exitCode = -1;
-    QByteArray out;
-    QByteArray err;
-};
-
 QString home() { return TestSandbox::current().home(); }
 QString downloads() { return TestSandbox::current().downloads(); }
-
-QStringList downloadsListing()
-{
-    return QDir(downloads()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot, QDir::Name);
-}
 
 } // namespace
 
@@ -38,19 +27,11 @@ class CommandsTest : public QObject
 
     LocalHttpService service;
 
-    Run run(const QStringList &arguments, const QString &serviceUrl = {})
+    ProcessRun run(const QStringList &arguments, const QString &serviceUrl = {})
     {
-        QProcess process;
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        QProcessEnvironment environment = headlessHubEnvironment();
         environment.insert("QUILLMARSH_HUB_SERVICE_URL", serviceUrl.isEmpty() ? service.baseUrl().toString() : serviceUrl);
-        environment.insert("QT_QPA_PLATFORM", "offscreen");
-        environment.remove("DBUS_SESSION_BUS_ADDRESS"); // no file manager to bother
-        process.setProcessEnvironment(environment);
-        return QCoro::waitFor([&]() -> QCoro::Task<Run> {
-            co_await qCoro(process).start(QUILLMARSH_HUB_BINARY, arguments);
-            co_await qCoro(process).waitForFinished(30000);
-            co_return Run{process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
-        }());
+        return runProcess(QUILLMARSH_HUB_BINARY, arguments, environment);
     }
 
     QJsonObject productIn(const QJsonObject &report, const QString &id)
@@ -101,7 +82,7 @@ private slots:
 
     void statusJsonReportsEveryProduct()
     {
-        const Run result = run({"status", "--json"});
+        const ProcessRun result = run({"status", "--json"});
         QCOMPARE(result.exitCode, 0);
         QVERIFY(result.err.isEmpty());
         const QJsonObject report = QJsonDocument::fromJson(result.out).object();
@@ -132,13 +113,13 @@ private slots:
 
     void statusTextAndPartialFailure()
     {
-        const Run text = run({"status"});
+        const ProcessRun text = run({"status"});
         QCOMPARE(text.exitCode, 0);
         QVERIFY(text.out.contains("Quillmarsh Hub"));
         QVERIFY(text.out.contains("updateAvailable"));
 
         service.setRoute("/api/plugin-versions", Route{.status = 500});
-        const Run failed = run({"status", "--json"});
+        const ProcessRun failed = run({"status", "--json"});
         QCOMPARE(failed.exitCode, 1);
         QVERIFY(failed.err.contains("update check failed"));
         // What is known is still printed: the catalogue came from the cache and the network.
@@ -149,10 +130,10 @@ private slots:
     void downloadLeavesExactlyOneFile()
     {
         QDir(downloads()).removeRecursively();
-        const Run result = run({"download", "old"});
+        const ProcessRun result = run({"download", "old"});
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(result.out.trimmed(), QFile::encodeName(downloads() + "/Old Installer.dmg"));
-        QCOMPARE(downloadsListing(), QStringList{"Old Installer.dmg"});
+        QCOMPARE(testfiles::downloadsListing(), QStringList{"Old Installer.dmg"});
         QFile saved(downloads() + "/Old Installer.dmg");
         QVERIFY(saved.open(QIODevice::ReadOnly));
         QCOMPARE(saved.readAll(), "installer bytes");
@@ -175,37 +156,37 @@ private slots:
     {
         QFETCH(QStringList, arguments);
         QDir(downloads()).removeRecursively();
-        const Run result = run(arguments);
+        const ProcessRun result = run(arguments);
         QTEST(result.exitCode, "exitCode");
         QFETCH(QByteArray, message);
         QVERIFY2(result.err.contains(message), result.err.constData());
-        QVERIFY(downloadsListing().isEmpty());
+        QVERIFY(testfiles::downloadsListing().isEmpty());
     }
 
     void transferFailureIsReported()
     {
         service.setRoute("/files/Old Installer.dmg", Route{.body = QByteArray(1000, 'x'), .truncateAfter = 10});
         QDir(downloads()).removeRecursively();
-        const Run result = run({"download", "old"});
+        const ProcessRun result = run({"download", "old"});
         QCOMPARE(result.exitCode, 1);
         QVERIFY(result.err.contains("download failed"));
-        QVERIFY(downloadsListing().isEmpty());
+        QVERIFY(testfiles::downloadsListing().isEmpty());
         service.setRoute("/files/Old Installer.dmg", Route{.body = "installer bytes"});
     }
 
     void serviceAddressIsChecked()
     {
-        const Run result = run({"status"}, "http://remote.example");
+        const ProcessRun result = run({"status"}, "http://remote.example");
         QCOMPARE(result.exitCode, 2);
         QVERIFY(result.err.contains("loopback"));
     }
 
     void helpAndVersion()
     {
-        const Run help = run({"--help"});
+        const ProcessRun help = run({"--help"});
         QCOMPARE(help.exitCode, 0);
         QVERIFY(help.out.contains("status [--json]"));
-        const Run version = run({"--version"});
+        const ProcessRun version = run({"--version"});
         QCOMPARE(version.exitCode, 0);
         QCOMPARE(version.out.trimmed(), "quillmarsh-hub 1.0.0");
     }

@@ -1,9 +1,10 @@
 #include "SelfUpdateFixtures.h"
 #include "selfupdate/SignatureVerifier.h"
+#include "support/Files.h"
+#include "support/ProcessRun.h"
 #include "support/LocalHttpService.h"
 #include "support/TestSandbox.h"
 
-#include <QCoroProcess>
 #include <QCoroTask>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -16,47 +17,8 @@ using selfupdatefixtures::Release;
 
 namespace {
 
-struct Run
-{
-    int exitCode = -1;
-    QByteArray out;
-    QByteArray err;
-};
-
 QString home() { return TestSandbox::current().home(); }
 QString downloads() { return TestSandbox::current().downloads(); }
-
-QStringList downloadsListing()
-{
-    return QDir(downloads()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot, QDir::Name);
-}
-
-QByteArray readFile(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-bool writeFile(const QString &path, const QByteArray &bytes)
-{
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
-}
-
-Run runProcess(const QString &program, const QStringList &arguments, const QProcessEnvironment &environment,
-               const QString &workingDirectory = {})
-{
-    QProcess process;
-    process.setProcessEnvironment(environment);
-    if (!workingDirectory.isEmpty())
-        process.setWorkingDirectory(workingDirectory);
-    return QCoro::waitFor([&]() -> QCoro::Task<Run> {
-        co_await qCoro(process).start(program, arguments);
-        co_await qCoro(process).waitForFinished(30000);
-        co_return Run{process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
-    }());
-}
 
 struct Signed
 {
@@ -91,27 +53,25 @@ class SelfUpdateCommandsTest : public QObject
     QString otherKeyFile;
     QString otherPublicKey;
 
-    Run sign(const QStringList &arguments, const QString &workingDirectory = {})
+    ProcessRun sign(const QStringList &arguments, const QString &workingDirectory = {})
     {
         return runProcess(QUILLMARSH_HUB_SIGN_BINARY, arguments, QProcessEnvironment::systemEnvironment(),
                           workingDirectory);
     }
 
-    Run hub(const QStringList &arguments, const QString &appcastUrl = {}, const QString &key = {})
+    ProcessRun hub(const QStringList &arguments, const QString &appcastUrl = {}, const QString &key = {})
     {
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        QProcessEnvironment environment = headlessHubEnvironment();
         environment.insert("QUILLMARSH_HUB_APPCAST_URL",
                            appcastUrl.isEmpty() ? service.url("/hub/appcast.xml").toString() : appcastUrl);
         environment.insert("QUILLMARSH_HUB_UPDATE_PUBLIC_KEY", key.isEmpty() ? publicKey : key);
-        environment.insert("QT_QPA_PLATFORM", "offscreen");
-        environment.remove("DBUS_SESSION_BUS_ADDRESS");
         return runProcess(QUILLMARSH_HUB_BINARY, arguments, environment);
     }
 
     // Generates a key pair with the tool; returns the public key.
     QString generateKeys(const QString &file)
     {
-        const Run run = sign({"generate-keys", "--key", file});
+        const ProcessRun run = sign({"generate-keys", "--key", file});
         return run.exitCode == 0 ? QString::fromLatin1(run.out.trimmed()) : QString();
     }
 
@@ -144,8 +104,8 @@ private slots:
         QVERIFY(!publicKey.isEmpty() && !otherPublicKey.isEmpty());
 
         packagePath = home() + "/release/QuillmarshHub-1.1.0.deb";
-        QVERIFY(writeFile(packagePath, package));
-        const Run signed_ = sign({"sign", packagePath, "--key", keyFile});
+        QVERIFY(testfiles::write(packagePath, package));
+        const ProcessRun signed_ = sign({"sign", packagePath, "--key", keyFile});
         QCOMPARE(signed_.exitCode, 0);
         release = parseSignOutput(signed_.out);
         QVERIFY2(!release.signature.isEmpty(), signed_.out.constData());
@@ -164,22 +124,22 @@ private slots:
         QVERIFY(publicKey != otherPublicKey);
         QCOMPARE(QFile::permissions(keyFile), QFileDevice::ReadOwner | QFileDevice::WriteOwner
                                                   | QFileDevice::ReadUser | QFileDevice::WriteUser);
-        QVERIFY(SignatureVerifier::decodeBase64(QString::fromLatin1(readFile(keyFile)), 64));
+        QVERIFY(SignatureVerifier::decodeBase64(QString::fromLatin1(testfiles::read(keyFile)), 64));
 
         // Never replaced.
-        const QByteArray before = readFile(keyFile);
-        const Run again = sign({"generate-keys", "--key", keyFile});
+        const QByteArray before = testfiles::read(keyFile);
+        const ProcessRun again = sign({"generate-keys", "--key", keyFile});
         QCOMPARE(again.exitCode, 1);
         QVERIFY(again.out.isEmpty());
-        QCOMPARE(readFile(keyFile), before);
+        QCOMPARE(testfiles::read(keyFile), before);
 
         // The default file, in the working directory.
         const QString folder = home() + "/default-key";
         QDir().mkpath(folder);
-        const Run defaults = sign({"generate-keys"}, folder);
+        const ProcessRun defaults = sign({"generate-keys"}, folder);
         QCOMPARE(defaults.exitCode, 0);
         QVERIFY(QFile::exists(folder + "/quillmarsh-hub-signing.key"));
-        const Run signedWithDefault = sign({"sign", packagePath}, folder);
+        const ProcessRun signedWithDefault = sign({"sign", packagePath}, folder);
         QCOMPARE(signedWithDefault.exitCode, 0);
         QCOMPARE(parseSignOutput(signedWithDefault.out).length, package.size());
     }
@@ -206,11 +166,11 @@ private slots:
     {
         QFETCH(QStringList, arguments);
         const QString publicKeyFile = home() + "/keys/public.txt";
-        QVERIFY(writeFile(publicKeyFile, publicKey.toLatin1()));
+        QVERIFY(testfiles::write(publicKeyFile, publicKey.toLatin1()));
         arguments.replaceInStrings("PACKAGE", packagePath).replaceInStrings("PUBLIC", publicKeyFile);
         if (arguments.value(3) == "KEY")
             arguments[3] = keyFile;
-        const Run run = sign(arguments);
+        const ProcessRun run = sign(arguments);
         QTEST(run.exitCode, "exitCode");
         QVERIFY(run.out.isEmpty());
     }
@@ -232,8 +192,8 @@ private slots:
         QFETCH(QByteArray, file);
         QFETCH(bool, otherKey);
         const QString path = home() + "/verify/candidate.deb";
-        QVERIFY(writeFile(path, file));
-        const Run run = sign({"verify", path, release.signature, otherKey ? otherPublicKey : publicKey});
+        QVERIFY(testfiles::write(path, file));
+        const ProcessRun run = sign({"verify", path, release.signature, otherKey ? otherPublicKey : publicKey});
         QTEST(run.exitCode, "exitCode");
     }
 
@@ -246,13 +206,13 @@ private slots:
 
     void selfUpdateSavesTheVerifiedRelease()
     {
-        const Run run = hub({"self-update"});
+        const ProcessRun run = hub({"self-update"});
         QCOMPARE(run.exitCode, 0);
         QVERIFY2(run.err.isEmpty(), run.err.constData());
         const QString saved = downloads() + "/QuillmarshHub-1.1.0.deb";
         QCOMPARE(run.out, "Running version: 1.0.0\nNewest version: 1.1.0\n" + QFile::encodeName(saved) + "\n");
-        QCOMPARE(downloadsListing(), QStringList{"QuillmarshHub-1.1.0.deb"});
-        QCOMPARE(readFile(saved), package);
+        QCOMPARE(testfiles::downloadsListing(), QStringList{"QuillmarshHub-1.1.0.deb"});
+        QCOMPARE(testfiles::read(saved), package);
     }
 
     // The same release with one thing wrong: nothing is left in Downloads.
@@ -274,7 +234,7 @@ private slots:
             changed[package.size() - 1] = char(changed[package.size() - 1] ^ 0x01);
             service.setRoute("/hub/QuillmarshHub-1.1.0.deb", Route{.body = changed});
         } else if (problem == "other key") {
-            const Run run = sign({"sign", packagePath, "--key", otherKeyFile});
+            const ProcessRun run = sign({"sign", packagePath, "--key", otherKeyFile});
             announced = parseSignOutput(run.out);
         } else if (problem == "length") {
             announced.length += 1;
@@ -283,27 +243,27 @@ private slots:
         }
         serveAppcast({hubRelease(announced).item()});
 
-        const Run run = hub({"self-update"});
+        const ProcessRun run = hub({"self-update"});
         QCOMPARE(run.exitCode, 1);
         QFETCH(QByteArray, message);
         QVERIFY2(run.err.contains(message), run.err.constData());
         QVERIFY(!run.out.contains(QFile::encodeName(downloads())));
-        QVERIFY(downloadsListing().isEmpty());
+        QVERIFY(testfiles::downloadsListing().isEmpty());
     }
 
     void checkOnlyDownloadsNothing()
     {
         const int before = service.requestCount("/hub/QuillmarshHub-1.1.0.deb");
-        const Run run = hub({"self-update", "--check-only"});
+        const ProcessRun run = hub({"self-update", "--check-only"});
         QCOMPARE(run.exitCode, 0);
         QCOMPARE(run.out, "Running version: 1.0.0\nNewest version: 1.1.0\nUpdate available: 1.1.0\n");
         QCOMPARE(service.requestCount("/hub/QuillmarshHub-1.1.0.deb"), before);
-        QVERIFY(downloadsListing().isEmpty());
+        QVERIFY(testfiles::downloadsListing().isEmpty());
     }
 
     void jsonReport()
     {
-        const Run run = hub({"self-update", "--json"});
+        const ProcessRun run = hub({"self-update", "--json"});
         QCOMPARE(run.exitCode, 0);
         const QJsonObject report = QJsonDocument::fromJson(run.out).object();
         QCOMPARE(report.value("runningVersion").toString(), "1.0.0");
@@ -318,7 +278,7 @@ private slots:
         QCOMPARE(offered.value("url").toString(), service.url("/hub/QuillmarshHub-1.1.0.deb").toString());
 
         serveAppcast({});
-        const Run upToDate = hub({"self-update", "--json", "--check-only"});
+        const ProcessRun upToDate = hub({"self-update", "--json", "--check-only"});
         QCOMPARE(upToDate.exitCode, 0);
         const QJsonObject empty = QJsonDocument::fromJson(upToDate.out).object();
         QVERIFY(empty.value("newestVersion").isNull());
@@ -332,10 +292,10 @@ private slots:
         Release current = hubRelease(release);
         current.version = current.shortVersion = "1.0.0";
         serveAppcast({current.item()});
-        const Run run = hub({"self-update"});
+        const ProcessRun run = hub({"self-update"});
         QCOMPARE(run.exitCode, 0);
         QCOMPARE(run.out, "Running version: 1.0.0\nNewest version: 1.0.0\nUp to date.\n");
-        QVERIFY(downloadsListing().isEmpty());
+        QVERIFY(testfiles::downloadsListing().isEmpty());
     }
 
     void failures_data()
@@ -357,12 +317,12 @@ private slots:
         QFETCH(QString, key);
         if (!appcast.body.isEmpty() || appcast.status != 200)
             service.setRoute("/hub/appcast.xml", appcast);
-        const Run run = hub({"self-update"}, appcastUrl, key);
+        const ProcessRun run = hub({"self-update"}, appcastUrl, key);
         QCOMPARE(run.exitCode, 1);
         QFETCH(QByteArray, message);
         QVERIFY2(run.err.contains(message), run.err.constData());
         QVERIFY(run.out.startsWith("Running version: 1.0.0\n"));
-        QVERIFY(downloadsListing().isEmpty());
+        QVERIFY(testfiles::downloadsListing().isEmpty());
     }
 
     void usage_data()
@@ -377,7 +337,7 @@ private slots:
     {
         QFETCH(QStringList, arguments);
         const int before = service.requestCount("/hub/appcast.xml");
-        const Run run = hub(arguments);
+        const ProcessRun run = hub(arguments);
         QCOMPARE(run.exitCode, 2);
         QVERIFY(run.err.contains("Usage"));
         QCOMPARE(service.requestCount("/hub/appcast.xml"), before);

@@ -3,6 +3,7 @@
 #include "platform/Settings.h"
 #include "selfupdate/SelfUpdater.h"
 #include "selfupdate/SignatureVerifier.h"
+#include "support/Files.h"
 #include "support/LocalHttpService.h"
 #include "support/TestHost.h"
 #include "support/TestSandbox.h"
@@ -25,25 +26,6 @@ constexpr qint64 Never = std::numeric_limits<qint64>::min();
 const QString PackageName = QStringLiteral("QuillmarshHub-1.1.0.deb");
 
 QString downloads() { return TestSandbox::current().downloads(); }
-
-QStringList downloadsListing()
-{
-    return QDir(downloads()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot, QDir::Name);
-}
-
-QByteArray readFile(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-void writeFile(const QString &path, const QByteArray &bytes)
-{
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(bytes);
-}
 
 } // namespace
 
@@ -482,7 +464,7 @@ private slots:
         QFETCH(Route, route);
         QFETCH(int, problem);
         const QString saved = downloads() + "/" + PackageName;
-        writeFile(saved, "previous download");
+        QVERIFY(testfiles::write(saved, "previous download"));
         Release release = hubRelease("1.1.0");
         release.signature = signature;
         release.length = QString::number(length);
@@ -498,19 +480,19 @@ private slots:
         QCOMPARE(updater->totalBytes(), length);
         QTRY_VERIFY_WITH_TIMEOUT(updater->state() != State::Downloading, 10000);
         QCOMPARE(int(updater->problem()), problem);
-        QCOMPARE(downloadsListing(), QStringList{PackageName});
+        QCOMPARE(testfiles::downloadsListing(), QStringList{PackageName});
 
         if (problem == int(UpdateProblem::None)) {
             QCOMPARE(updater->state(), State::ReadyToInstall);
             QCOMPARE(updater->downloadedFilePath(), saved);
-            QCOMPARE(readFile(saved), package);
+            QCOMPARE(testfiles::read(saved), package);
             QCOMPARE(updater->receivedBytes(), length);
             QCOMPARE(updater->progress(), 1.0);
             QVERIFY(progress.count() >= 2);
         } else {
             QCOMPARE(updater->state(), State::Failed);
             QVERIFY(updater->downloadedFilePath().isEmpty());
-            QCOMPARE(readFile(saved), "previous download");
+            QCOMPARE(testfiles::read(saved), "previous download");
             QCOMPARE(updater->errorMessage(), userMessage(UpdateProblem(problem)).en);
         }
     }
@@ -526,7 +508,7 @@ private slots:
         updater->install();
         QCOMPARE(updater->problem(), UpdateProblem::None);
         QTRY_COMPARE(updater->state(), State::ReadyToInstall);
-        QCOMPARE(downloadsListing(), QStringList{PackageName});
+        QCOMPARE(testfiles::downloadsListing(), QStringList{PackageName});
     }
 
     void cancelledDownloadLeavesNothing()
@@ -539,7 +521,7 @@ private slots:
         QVERIFY(updater->progress() > 0.0 && updater->progress() < 1.0);
         updater->cancel();
         QTRY_COMPARE(updater->state(), State::Idle);
-        QVERIFY(downloadsListing().isEmpty());
+        QVERIFY(testfiles::downloadsListing().isEmpty());
         QVERIFY(!updater->hasOffer());
         QCOMPARE(updater->receivedBytes(), 0);
         QVERIFY(!seenStates.contains(State::Failed));
@@ -554,7 +536,7 @@ private slots:
         QTRY_VERIFY(updater->receivedBytes() > 0);
         updater->dismiss();
         QTRY_COMPARE(updater->state(), State::Idle);
-        QVERIFY(downloadsListing().isEmpty());
+        QVERIFY(testfiles::downloadsListing().isEmpty());
     }
 
     void verifiedPackageGoesToTheDesktop()
@@ -645,7 +627,7 @@ private slots:
         QVERIFY(verifier);
         QCOMPARE(verifier->verify(file, signature), verified);
         const QString path = TestSandbox::current().home() + "/signed.bin";
-        writeFile(path, file);
+        QVERIFY(testfiles::write(path, file));
         QCOMPARE(verifier->verifyFile(path, signature), verified);
         QVERIFY(!verifier->verifyFile(path + ".missing", signature));
     }

@@ -1,3 +1,4 @@
+#include "support/Files.h"
 #include "support/LocalHttpService.h"
 #include "support/TestHost.h"
 #include "support/TestSandbox.h"
@@ -13,18 +14,6 @@ using Route = LocalHttpService::Route;
 namespace {
 
 QString downloads() { return TestSandbox::current().downloads(); }
-
-// Everything in Downloads, hidden files included.
-QStringList downloadsListing()
-{
-    return QDir(downloads()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot, QDir::Name);
-}
-
-QByteArray readFile(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
 
 } // namespace
 
@@ -90,10 +79,10 @@ private slots:
         const auto result = download("p", service.url("/files/Product.dmg").toString());
         QVERIFY2(result.outcome.ok(), qPrintable(result.outcome.error));
         QCOMPARE(result.savedPath, downloads() + "/Product.dmg");
-        QCOMPARE(readFile(result.savedPath), "new installer");
+        QCOMPARE(testfiles::read(result.savedPath), "new installer");
         QVERIFY(QFileInfo(result.savedPath).permissions().testFlag(QFileDevice::ReadOther));
         QCOMPARE(host.revealer.revealed, QStringList{result.savedPath});
-        QCOMPARE(downloadsListing(), QStringList{"Product.dmg"});
+        QCOMPARE(testfiles::downloadsListing(), QStringList{"Product.dmg"});
         QVERIFY(manager->downloadingIds().isEmpty());
     }
 
@@ -102,7 +91,7 @@ private slots:
         service.setRoute("/missing.dmg", Route{.status = 404, .body = "not found page"});
         const auto result = download("p", service.url("/missing.dmg").toString());
         QVERIFY(result.outcome.ok());
-        QCOMPARE(readFile(downloads() + "/missing.dmg"), "not found page");
+        QCOMPARE(testfiles::read(downloads() + "/missing.dmg"), "not found page");
     }
 
     void largeBodyStreamsToDisk()
@@ -110,7 +99,7 @@ private slots:
         service.setRoute("/big.dmg", Route{.generatedSize = 24 * 1024 * 1024});
         const auto result = download("p", service.url("/big.dmg").toString());
         QVERIFY(result.outcome.ok());
-        QCOMPARE(readFile(result.savedPath), LocalHttpService::generatedBytes(0, 24 * 1024 * 1024));
+        QCOMPARE(testfiles::read(result.savedPath), LocalHttpService::generatedBytes(0, 24 * 1024 * 1024));
     }
 
     void failuresLeaveNothingBehind_data()
@@ -134,8 +123,8 @@ private slots:
         QSignalSpy downloading(manager.get(), &UpdateManager::downloadingIdsChanged);
         const auto result = download("p", full);
         QVERIFY(!result.outcome.ok());
-        QCOMPARE(downloadsListing(), QStringList{"truncated.dmg"});
-        QCOMPARE(readFile(old.fileName()), "keep me");
+        QCOMPARE(testfiles::downloadsListing(), QStringList{"truncated.dmg"});
+        QCOMPARE(testfiles::read(old.fileName()), "keep me");
         QVERIFY(host.revealer.revealed.isEmpty());
         QCOMPARE(downloading.count(), 2);
         QVERIFY(manager->downloadingIds().isEmpty());
@@ -148,7 +137,7 @@ private slots:
         const auto result = download("p", service.url("/Product.dmg").toString());
         QVERIFY(!result.outcome.ok());
         QVERIFY(QFileInfo(downloads() + "/Product.dmg/inside").isDir());
-        QCOMPARE(downloadsListing(), QStringList{"Product.dmg"});
+        QCOMPARE(testfiles::downloadsListing(), QStringList{"Product.dmg"});
     }
 
     void unsafeNamesStayInsideDownloads()
@@ -171,7 +160,7 @@ private slots:
         QTRY_VERIFY(manager->downloadingIds().isEmpty());
         QCOMPARE(service.requestCount("/slow.dmg"), 1);
         QCOMPARE(service.requestCount("/other.dmg"), 1);
-        QCOMPARE(downloadsListing(), (QStringList{"other.dmg", "slow.dmg"}));
+        QCOMPARE(testfiles::downloadsListing(), (QStringList{"other.dmg", "slow.dmg"}));
         QCOMPARE(host.revealer.revealed.size(), 2);
     }
 };
