@@ -1,6 +1,7 @@
 #include "ProductListModel.h"
 
 #include "app/AppState.h"
+#include "updates/VersionLabels.h"
 
 #include <QTextBoundaryFinder>
 #include <QTimer>
@@ -137,17 +138,14 @@ QString ProductListModel::versionDisplay(const QMap<QString, QString> &versions)
         return {};
     if (versions.size() == 1)
         return QStringLiteral("v") + versions.first();
-    // QMap keeps its keys in plain string order already.
-    QStringList names;
-    for (const QString &name : versions.keys())
-        names << name.toUpper();
-    const QStringList values = versions.values();
-    if (QSet<QString>(values.cbegin(), values.cend()).size() == 1)
-        return QStringLiteral("v%1 (%2)").arg(values.first(), names.join(QStringLiteral(" + ")));
-    QStringList parts;
-    for (qsizetype i = 0; i < names.size(); ++i)
-        parts << names[i] + u' ' + values[i];
-    return parts.join(QStringLiteral(" / "));
+    if (const auto shared = versionlabels::sharedVersion(versions)) {
+        // QMap keeps its keys in plain string order already.
+        QStringList names;
+        for (const QString &name : versions.keys())
+            names << name.toUpper();
+        return QStringLiteral("v%1 (%2)").arg(*shared, names.join(QStringLiteral(" + ")));
+    }
+    return versionlabels::perFormat(versions);
 }
 
 QString ProductListModel::initials(const QString &name)

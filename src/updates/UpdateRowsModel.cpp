@@ -1,6 +1,7 @@
 #include "UpdateRowsModel.h"
 
 #include "app/AppState.h"
+#include "updates/VersionLabels.h"
 
 namespace {
 const QString Dash = QStringLiteral("\u2014");
@@ -88,11 +89,5 @@ QString UpdateRowsModel::installedVersionLabel(const QMap<QString, QString> &ver
 {
     if (versions.isEmpty())
         return Dash;
-    const QStringList values = versions.values();
-    if (QSet<QString>(values.cbegin(), values.cend()).size() == 1)
-        return values.first();
-    QStringList parts;
-    for (auto it = versions.cbegin(); it != versions.cend(); ++it)
-        parts << it.key().toUpper() + u' ' + it.value();
-    return parts.join(QStringLiteral(" / "));
+    return versionlabels::sharedVersion(versions).value_or(versionlabels::perFormat(versions));
 }
