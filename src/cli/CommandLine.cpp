@@ -1,5 +1,6 @@
 #include "CommandLine.h"
 
+#include "Console.h"
 #include "SelfUpdateCommand.h"
 #include "StatusReport.h"
 #include "app/AppState.h"
@@ -11,18 +12,6 @@
 
 namespace cli {
 namespace {
-
-QTextStream &out()
-{
-    static QTextStream stream(stdout);
-    return stream;
-}
-
-QTextStream &err()
-{
-    static QTextStream stream(stderr);
-    return stream;
-}
 
 Invocation usageError(const QString &why)
 {

@@ -1,5 +1,6 @@
 #include "SelfUpdateCommand.h"
 
+#include "Console.h"
 #include "platform/Host.h"
 #include "platform/HostPaths.h"
 #include "selfupdate/AppcastFetch.h"
@@ -108,11 +109,10 @@ int runSelfUpdate(bool checkOnly, bool asJson)
     report.runningVersion = HubSelfUpdateState::current().installedVersion;
     const int status = QCoro::waitFor(selfUpdate(checkOnly, report));
 
-    QTextStream out(stdout);
-    out << (asJson ? QString::fromUtf8(json(report)) : text(report, checkOnly));
-    out.flush();
+    out() << (asJson ? QString::fromUtf8(json(report)) : text(report, checkOnly));
+    out().flush();
     if (!report.error.isEmpty())
-        QTextStream(stderr) << "quillmarsh-hub: self-update: " << report.error << Qt::endl;
+        err() << "quillmarsh-hub: self-update: " << report.error << Qt::endl;
     return status;
 }
 

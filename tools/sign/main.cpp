@@ -6,6 +6,7 @@
 //
 // Keys and signatures are base64. The private key file holds the 64-byte
 // libsodium secret key and is created readable by its owner only.
+#include "cli/Console.h"
 #include "selfupdate/SignatureVerifier.h"
 
 #include <QCoreApplication>
@@ -20,21 +21,12 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+using cli::err;
+using cli::out;
+
 namespace {
 
 constexpr auto DefaultKeyFile = "quillmarsh-hub-signing.key";
-
-QTextStream &out()
-{
-    static QTextStream stream(stdout);
-    return stream;
-}
-
-QTextStream &err()
-{
-    static QTextStream stream(stderr);
-    return stream;
-}
 
 int usage()
 {
