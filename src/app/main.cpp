@@ -1,12 +1,8 @@
-#include "app/AppState.h"
-#include "app/DesktopLinks.h"
+#include "app/HubSession.h"
 #include "app/HubUi.h"
-#include "browser/ProductListModel.h"
 #include "cli/CommandLine.h"
 #include "l10n/L10n.h"
 #include "platform/Host.h"
-#include "selfupdate/SelfUpdater.h"
-#include "updates/UpdateRowsModel.h"
 
 #include <QGuiApplication>
 #include <QQmlApplicationEngine>
@@ -48,16 +44,9 @@ int runWindow(int argc, char *argv[], const cli::Invocation &invocation)
     }
 
     // Created in this order and kept for the whole run.
-    platform::Host &host = platform::Host::system();
-    AppState state(host, *service);
-    L10n &l10n = L10n::shared();
+    HubSession session(platform::Host::system(), *service, SelfUpdateConfig::fromEnvironment(), L10n::shared());
     // Checks for the hub's own releases from now on, window or not.
-    SelfUpdater selfUpdater(host, SelfUpdateConfig::fromEnvironment(), l10n);
-    selfUpdater.start();
-    DesktopLinks links(host.urlOpener);
-    ProductListModel productList(state);
-    UpdateRowsModel updateRows(state);
-    hubui::registerSingletons({state, l10n, links, productList, updateRows, selfUpdater});
+    session.selfUpdater.start();
 
     QQmlApplicationEngine engine;
     hubui::prepareEngine(engine);

@@ -1,15 +1,11 @@
 // Renders the hub's windows against the demo data, offscreen, in English
 // and Japanese:  quillmarsh-screenshots DIR
 #include "../demo/DemoData.h"
-#include "app/AppState.h"
-#include "app/DesktopLinks.h"
+#include "app/HubSession.h"
 #include "app/HubUi.h"
-#include "browser/ProductListModel.h"
 #include "l10n/L10n.h"
 #include "platform/Host.h"
 #include "support/LocalHttpService.h"
-#include "selfupdate/SelfUpdater.h"
-#include "updates/UpdateRowsModel.h"
 
 #include <QDeadlineTimer>
 #include <QDir>
@@ -92,14 +88,11 @@ int main(int argc, char *argv[])
         return 1;
     demo::serveCatalogue(service);
 
-    platform::Host &host = platform::Host::system();
-    AppState state(host, ServiceAddress(service.baseUrl()));
-    L10n &l10n = L10n::shared();
-    SelfUpdater selfUpdater(host, SelfUpdateConfig::builtIn(), l10n); // never started: no checks
-    DesktopLinks links(host.urlOpener);
-    ProductListModel productList(state);
-    UpdateRowsModel updateRows(state);
-    hubui::registerSingletons({state, l10n, links, productList, updateRows, selfUpdater});
+    // The self-updater is never started: no checks.
+    HubSession session(platform::Host::system(), ServiceAddress(service.baseUrl()), SelfUpdateConfig::builtIn(),
+                       L10n::shared());
+    AppState &state = session.state;
+    L10n &l10n = session.l10n;
 
     QQmlApplicationEngine engine;
     hubui::prepareEngine(engine);
