@@ -2,7 +2,7 @@
 
 #include "platform/Host.h"
 #include "platform/HostPaths.h"
-#include "platform/Sleeper.h"
+#include "platform/Schedule.h"
 
 #include <QDir>
 
@@ -98,15 +98,7 @@ void AppState::setProductState(const QString &productId, HubInstallState state)
 
 void AppState::startBackgroundTasks()
 {
-    runStateRefresh(this, m_host, m_schedule.stateRefreshInterval);
+    platform::repeatWhileAlive(QPointer(this), m_host.sleeper, m_schedule.stateRefreshInterval,
+                               m_schedule.stateRefreshInterval, [](AppState &state) { state.refreshAllStates(); });
 }
 
-QCoro::Task<> AppState::runStateRefresh(QPointer<AppState> state, platform::Host &host,
-                                        std::chrono::milliseconds interval)
-{
-    while (state) {
-        co_await host.sleeper.sleep(interval);
-        if (state)
-            state->refreshAllStates();
-    }
-}

@@ -82,8 +82,6 @@ private:
     static HubInstallState stateOf(const Product &product, const QString &homePath);
     void setProductState(const QString &productId, HubInstallState state);
     void startBackgroundTasks();
-    static QCoro::Task<> runStateRefresh(QPointer<AppState> state, platform::Host &host,
-                                         std::chrono::milliseconds interval);
 
     platform::Host &m_host;
     const Schedule m_schedule;

@@ -2,7 +2,7 @@
 
 #include "platform/Host.h"
 #include "platform/HttpFetch.h"
-#include "platform/Sleeper.h"
+#include "platform/Schedule.h"
 
 #include <QFile>
 #include <QPointer>
@@ -69,18 +69,8 @@ void ProductCatalogManager::refresh()
 void ProductCatalogManager::startBackgroundFetches()
 {
     fetchCatalog();
-    runSchedule(this, m_host, m_fetchInterval);
-}
-
-QCoro::Task<> ProductCatalogManager::runSchedule(QPointer<ProductCatalogManager> manager, platform::Host &host,
-                                                 std::chrono::milliseconds interval)
-{
-    // Ends with the manager: a schedule for nothing has nothing to do.
-    while (manager) {
-        co_await host.sleeper.sleep(interval);
-        if (manager)
-            co_await manager->fetchCatalog();
-    }
+    platform::repeatWhileAlive(QPointer(this), m_host.sleeper, m_fetchInterval, m_fetchInterval,
+                               [](ProductCatalogManager &manager) { return manager.fetchCatalog(); });
 }
 
 void ProductCatalogManager::applyProducts(const QList<Product> &products)

@@ -58,8 +58,6 @@ private:
     void loadCache();
     void applyProducts(const QList<Product> &products);
     void setLoading(bool loading);
-    static QCoro::Task<> runSchedule(QPointer<ProductCatalogManager> manager, platform::Host &host,
-                                     std::chrono::milliseconds interval);
 
     platform::Host &m_host;
     const QUrl m_catalogURL;

@@ -10,7 +10,7 @@
 #include "platform/Host.h"
 #include "platform/HostPaths.h"
 #include "platform/Settings.h"
-#include "platform/Sleeper.h"
+#include "platform/Schedule.h"
 #include "updates/InstallerDownload.h"
 #include "updates/UpdateManager.h"
 #include "updates/UpdateStatus.h"
@@ -50,21 +50,12 @@ void SelfUpdater::start()
         if (elapsed >= 0 && elapsed < m_config.checkInterval.count())
             firstWait = m_config.checkInterval - std::chrono::milliseconds(elapsed);
     }
-    runSchedule(this, m_host, firstWait, m_config.checkInterval);
-}
-
-QCoro::Task<> SelfUpdater::runSchedule(QPointer<SelfUpdater> updater, platform::Host &host,
-                                       std::chrono::milliseconds firstWait, std::chrono::milliseconds interval)
-{
-    std::chrono::milliseconds wait = firstWait;
-    while (updater) {
-        if (wait.count() > 0)
-            co_await host.sleeper.sleep(wait);
-        // Nothing interrupts what the user is looking at.
-        if (updater && updater->m_state == Idle)
-            co_await updater->check(false);
-        wait = interval;
-    }
+    platform::repeatWhileAlive(QPointer(this), m_host.sleeper, firstWait, m_config.checkInterval,
+                               [](SelfUpdater &updater) -> QCoro::Task<> {
+                                   // Nothing interrupts what the user is looking at.
+                                   if (updater.m_state == Idle)
+                                       co_await updater.check(false);
+                               });
 }
 
 QString SelfUpdater::errorMessage() const

@@ -168,8 +168,6 @@ private:
     void closeSession();
     QCoro::Task<> fetchReleaseNotes(QUrl link, quint64 session);
     QCoro::Task<> runInstall(quint64 session);
-    static QCoro::Task<> runSchedule(QPointer<SelfUpdater> updater, platform::Host &host,
-                                     std::chrono::milliseconds firstWait, std::chrono::milliseconds interval);
 
     platform::Host &m_host;
     const SelfUpdateConfig m_config;

@@ -7,7 +7,7 @@
 #include "platform/Host.h"
 #include "platform/HostPaths.h"
 #include "platform/HttpFetch.h"
-#include "platform/Sleeper.h"
+#include "platform/Schedule.h"
 
 #include <algorithm>
 
@@ -44,17 +44,8 @@ void UpdateManager::startBackgroundChecks(ProductCatalogManager *catalog)
     // Installed versions are known before any network traffic.
     rebuildStates();
     checkForUpdates();
-    runSchedule(this, m_host, m_checkInterval);
-}
-
-QCoro::Task<> UpdateManager::runSchedule(QPointer<UpdateManager> manager, platform::Host &host,
-                                         std::chrono::milliseconds interval)
-{
-    while (manager) {
-        co_await host.sleeper.sleep(interval);
-        if (manager)
-            co_await manager->checkForUpdates();
-    }
+    platform::repeatWhileAlive(QPointer(this), m_host.sleeper, m_checkInterval, m_checkInterval,
+                               [](UpdateManager &manager) { return manager.checkForUpdates(); });
 }
 
 QCoro::Task<Outcome> UpdateManager::checkForUpdates()

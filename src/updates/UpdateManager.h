@@ -111,8 +111,6 @@ private:
     void setChecking(bool checking);
     void setDownloading(const QString &pluginId, bool downloading);
     QDateTime lastCheckedForView() const { return m_lastChecked.value_or(QDateTime()); }
-    static QCoro::Task<> runSchedule(QPointer<UpdateManager> manager, platform::Host &host,
-                                     std::chrono::milliseconds interval);
 
     platform::Host &m_host;
     const QUrl m_versionsURL;
