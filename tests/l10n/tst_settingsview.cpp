@@ -1,21 +1,13 @@
 #include "platform/Settings.h"
 #include "support/QmlHarness.h"
+#include "support/QuickItems.h"
 
 #include <QAccessible>
 #include <QtTest>
 
+using namespace quick;
+
 namespace {
-
-QQuickItem *child(QObject *root, const QString &name)
-{
-    return qobject_cast<QQuickItem *>(QmlHarness::find(root, name));
-}
-
-void click(QQuickItem *item)
-{
-    QTest::mouseClick(item->window(), Qt::LeftButton, {},
-                      item->mapToScene(QPointF(item->width() / 2, item->height() / 2)).toPoint());
-}
 
 QString storedLanguage()
 {
@@ -58,23 +50,11 @@ private slots:
 
     void init() { harness->l10n.setLanguage(AppLanguage::En); }
 
-    void reflectsTheLanguage_data()
-    {
-        QTest::addColumn<AppLanguage>("language");
-        QTest::newRow("en") << AppLanguage::En;
-        QTest::newRow("ja") << AppLanguage::Ja;
-    }
-    void reflectsTheLanguage()
-    {
-        QFETCH(AppLanguage, language);
-        harness->l10n.setLanguage(language);
-        expectShown(language);
-    }
-
     // A click sets and stores the language; the buttons keep following
     // L10n afterwards, whoever changes it.
     void clickingChoosesTheLanguage()
     {
+        expectShown(AppLanguage::En);
         click(japanese());
         QCOMPARE(harness->l10n.language(), AppLanguage::Ja);
         QCOMPARE(storedLanguage(), "ja");
@@ -82,7 +62,6 @@ private slots:
 
         click(japanese()); // the chosen option stays chosen
         QCOMPARE(harness->l10n.language(), AppLanguage::Ja);
-        expectShown(AppLanguage::Ja);
 
         harness->l10n.setLanguage(AppLanguage::En);
         expectShown(AppLanguage::En);
@@ -90,11 +69,12 @@ private slots:
         expectShown(AppLanguage::Ja);
 
         click(english());
-        QCOMPARE(harness->l10n.language(), AppLanguage::En);
         QCOMPARE(storedLanguage(), "en");
         expectShown(AppLanguage::En);
     }
 
+    // Reached with Tab, chosen with Space or Return, announced as radio
+    // buttons by their names.
     void keyboard_data()
     {
         QTest::addColumn<int>("key");
@@ -107,12 +87,7 @@ private slots:
         QVERIFY(japanese()->property("focusPolicy").toInt() & Qt::TabFocus);
         japanese()->forceActiveFocus(Qt::TabFocusReason);
         QTest::keyClick(view->window(), Qt::Key(key));
-        QCOMPARE(harness->l10n.language(), AppLanguage::Ja);
         expectShown(AppLanguage::Ja);
-    }
-
-    void accessibleNames()
-    {
         for (QQuickItem *option : {english(), japanese()}) {
             QAccessibleInterface *accessible = QAccessible::queryAccessibleInterface(option);
             QVERIFY(accessible);
@@ -128,7 +103,6 @@ private slots:
         harness->l10n.setLanguage(AppLanguage::Ja);
         auto *window = qobject_cast<QWindow *>(harness->createWindow("SettingsWindow"));
         QVERIFY(window);
-        QCOMPARE(window->size(), QSize(320, 120));
         QCOMPARE(window->minimumSize(), QSize(320, 120));
         QCOMPARE(window->maximumSize(), QSize(320, 120));
         QCOMPARE(window->title(), "設定");

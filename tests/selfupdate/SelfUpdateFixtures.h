@@ -14,74 +14,73 @@ namespace selfupdatefixtures {
 // A key pair made with libsodium for one test run.
 struct Keys
 {
-    QByteArray publicKey;
-    QByteArray secretKey;
+    unsigned char publicKey[crypto_sign_PUBLICKEYBYTES];
+    unsigned char secretKey[crypto_sign_SECRETKEYBYTES];
 
     static Keys generate()
     {
         Keys keys;
-        keys.publicKey.resize(crypto_sign_PUBLICKEYBYTES);
-        keys.secretKey.resize(crypto_sign_SECRETKEYBYTES);
-        crypto_sign_keypair(reinterpret_cast<unsigned char *>(keys.publicKey.data()),
-                            reinterpret_cast<unsigned char *>(keys.secretKey.data()));
+        crypto_sign_keypair(keys.publicKey, keys.secretKey);
         return keys;
     }
 
-    QString publicBase64() const { return QString::fromLatin1(publicKey.toBase64()); }
+    static QString base64(const unsigned char *bytes, size_t size)
+    {
+        return QString::fromLatin1(QByteArray(reinterpret_cast<const char *>(bytes), qsizetype(size)).toBase64());
+    }
+    QString publicBase64() const { return base64(publicKey, sizeof publicKey); }
 
     // The base64 detached signature of `data`.
     QString sign(const QByteArray &data) const
     {
-        QByteArray signature(crypto_sign_BYTES, '\0');
-        crypto_sign_detached(reinterpret_cast<unsigned char *>(signature.data()), nullptr,
-                             reinterpret_cast<const unsigned char *>(data.constData()),
-                             static_cast<unsigned long long>(data.size()),
-                             reinterpret_cast<const unsigned char *>(secretKey.constData()));
-        return QString::fromLatin1(signature.toBase64());
+        unsigned char signature[crypto_sign_BYTES];
+        crypto_sign_detached(signature, nullptr, reinterpret_cast<const unsigned char *>(data.constData()), data.size(), secretKey);
+        return base64(signature, sizeof signature);
     }
 };
 
 // One <item>, with the sparkle namespace under `prefix`. Empty fields are
-// left out of the document.
+// left out of the document. Every member has an initializer, so aggregate
+// initialization may name the first few only.
 struct Release
 {
-    QString version;
-    QString shortVersion;
-    QString url;
-    QString length;
-    QString signature;
-    QString os;
+    QString version{};
+    QString shortVersion{};
+    QString url{};
+    QString length{};
+    QString signature{};
+    QString os{};
     QString title = QStringLiteral("Quillmarsh Hub");
-    QString description;
-    QString notesLink;
+    QString description{};
+    QString notesLink{};
     bool critical = false;
 
     QByteArray item(const QString &prefix = QStringLiteral("sparkle")) const
     {
         const QString p = prefix + u':';
         QString xml = QStringLiteral("<item>");
-        if (!title.isEmpty())
-            xml += QStringLiteral("<title>%1</title>").arg(title.toHtmlEscaped());
-        xml += QStringLiteral("<pubDate>Mon, 23 Nov 2026 14:05:00 +0000</pubDate>");
-        if (!version.isEmpty())
-            xml += QStringLiteral("<%1version>%2</%1version>").arg(p, version);
-        if (!shortVersion.isEmpty())
-            xml += QStringLiteral("<%1shortVersionString>%2</%1shortVersionString>").arg(p, shortVersion);
+        auto element = [&xml](const QString &name, const QString &text) {
+            if (!text.isEmpty())
+                xml += QStringLiteral("<%1>%2</%1>").arg(name, text);
+        };
+        auto attribute = [&xml](const QString &name, const QString &value) {
+            if (!value.isEmpty())
+                xml += QStringLiteral(" %1=\"%2\"").arg(name, value.toHtmlEscaped());
+        };
+        element(QStringLiteral("title"), title.toHtmlEscaped());
+        element(QStringLiteral("pubDate"), QStringLiteral("Mon, 23 Nov 2026 14:05:00 +0000"));
+        element(p + "version", version);
+        element(p + "shortVersionString", shortVersion);
         if (!description.isEmpty())
-            xml += QStringLiteral("<description><![CDATA[%1]]></description>").arg(description);
-        if (!notesLink.isEmpty())
-            xml += QStringLiteral("<%1releaseNotesLink>%2</%1releaseNotesLink>").arg(p, notesLink.toHtmlEscaped());
+            element(QStringLiteral("description"), "<![CDATA[" + description + "]]>");
+        element(p + "releaseNotesLink", notesLink.toHtmlEscaped());
         if (critical)
             xml += QStringLiteral("<%1criticalUpdate/>").arg(p);
         xml += QStringLiteral("<enclosure type=\"application/vnd.debian.binary-package\"");
-        if (!url.isEmpty())
-            xml += QStringLiteral(" url=\"%1\"").arg(url.toHtmlEscaped());
-        if (!length.isEmpty())
-            xml += QStringLiteral(" length=\"%1\"").arg(length);
-        if (!signature.isEmpty())
-            xml += QStringLiteral(" %1edSignature=\"%2\"").arg(p, signature);
-        if (!os.isEmpty())
-            xml += QStringLiteral(" %1os=\"%2\"").arg(p, os);
+        attribute(QStringLiteral("url"), url);
+        attribute(QStringLiteral("length"), length);
+        attribute(p + "edSignature", signature);
+        attribute(p + "os", os);
         xml += QStringLiteral("/></item>");
         return xml.toUtf8();
     }

@@ -15,21 +15,8 @@ const QString AnySignature = QString::fromLatin1(QByteArray(64, 's').toBase64())
 
 Release release(const QString &version, const QString &shortVersion = {})
 {
-    Release r;
-    r.version = version;
-    r.shortVersion = shortVersion;
-    r.url = QStringLiteral("https://dl.quillmarsh.example/QuillmarshHub-%1.deb").arg(shortVersion.isEmpty() ? version : shortVersion);
-    r.length = QStringLiteral("1234");
-    r.signature = AnySignature;
-    return r;
-}
-
-QStringList versionsOf(const Appcast &appcast)
-{
-    QStringList versions;
-    for (const AppcastItem &item : appcast.items())
-        versions << item.comparableVersion();
-    return versions;
+    const QString url = "https://dl.quillmarsh.example/QuillmarshHub-" + (shortVersion.isEmpty() ? version : shortVersion) + ".deb";
+    return {version, shortVersion, url, QStringLiteral("1234"), AnySignature};
 }
 
 } // namespace
@@ -45,60 +32,75 @@ private slots:
         full.title = "Quillmarsh Hub 1.4 & more";
         full.description = "<p>New <b>things</b></p>";
         full.notesLink = "https://www.quillmarsh.example/hub/notes/1.4.html";
+        full.os = "linux";
         QByteArray item = full.item();
-        item.replace("<sparkle:criticalUpdate/>", "");
         item.replace("</item>", "<sparkle:criticalUpdate sparkle:version=\"1.2\"/></item>");
-        item.replace("<enclosure", "<enclosure sparkle:os=\"linux\"");
-        full.critical = true;
 
         const auto appcast = Appcast::parse(document({item}));
-        QVERIFY(appcast);
-        QCOMPARE(appcast->items().size(), 1);
+        QVERIFY(appcast && appcast->items().size() == 1);
         const AppcastItem &parsed = appcast->items().first();
         QCOMPARE(parsed.title, "Quillmarsh Hub 1.4 & more");
         QCOMPARE(parsed.publicationDate, QDateTime(QDate(2026, 11, 23), QTime(14, 5), Qt::UTC));
-        QCOMPARE(parsed.version, "412");
-        QCOMPARE(parsed.shortVersionString, "1.4.0");
         QCOMPARE(parsed.comparableVersion(), "1.4.0");
         QCOMPARE(parsed.description, "<p>New <b>things</b></p>");
         QCOMPARE(parsed.releaseNotesLink, QUrl("https://www.quillmarsh.example/hub/notes/1.4.html"));
-        QCOMPARE(parsed.url, QUrl("https://dl.quillmarsh.example/QuillmarshHub-1.4.0.deb"));
         QCOMPARE(parsed.length, 1234);
-        QCOMPARE(parsed.type, "application/vnd.debian.binary-package");
-        QCOMPARE(parsed.edSignature, AnySignature);
-        QVERIFY(parsed.critical);
+        // Critical only for versions below the one the element names.
         QVERIFY(parsed.isCriticalFor("1.1.9"));
         QVERIFY(!parsed.isCriticalFor("1.2"));
     }
 
-    // The namespace decides, whatever its prefix.
-    void namespaces_data()
+    // The namespace decides, whatever its prefix; a document that is not a
+    // well-formed RSS feed of at most 1 MiB yields no feed at all.
+    void documents_data()
     {
         QTest::addColumn<QByteArray>("xml");
+        QTest::addColumn<bool>("parsed");
         QTest::addColumn<QStringList>("versions");
-        QTest::newRow("usual prefix") << document({release("1.1").item()}) << QStringList{"1.1"};
-        QTest::newRow("other prefix") << document({release("1.1").item("su")}, "su") << QStringList{"1.1"};
+        const QByteArray good = document({release("1.1").item()});
+        QTest::newRow("usual prefix") << good << true << QStringList{"1.1"};
         QByteArray local = release("1.1").item("q");
         local.replace("<item>", QByteArray("<item xmlns:q=\"") + Appcast::SparkleNamespace + "\">");
         QTest::newRow("declared on the item")
-            << QByteArray("<rss version=\"2.0\"><channel>" + local + "</channel></rss>") << QStringList{"1.1"};
-        QByteArray foreign = document({release("1.1").item()});
+            << QByteArray("<rss version=\"2.0\"><channel>" + local + "</channel></rss>") << true << QStringList{"1.1"};
+        QByteArray foreign = good;
         foreign.replace(Appcast::SparkleNamespace, "http://example.com/not-the-feed-namespace");
-        QTest::newRow("sparkle prefix, other namespace") << foreign << QStringList{};
-        QByteArray unprefixed = document({release("1.1").item()});
-        unprefixed.replace("sparkle:", "");
-        QTest::newRow("no namespace at all") << unprefixed << QStringList{};
+        QTest::newRow("sparkle prefix, other namespace") << foreign << true << QStringList{};
+        QTest::newRow("no namespace at all") << QByteArray(good).replace("sparkle:", "") << true << QStringList{};
+        QTest::newRow("empty channel") << document({}) << true << QStringList{};
+        QByteArray atCap = good;
+        atCap.insert(atCap.indexOf("<rss"), "<!--" + QByteArray(Appcast::MaximumSize - good.size() - 7, 'x') + "-->");
+        QTest::newRow("exactly 1 MiB") << atCap << true << QStringList{"1.1"};
+
+        QTest::newRow("over 1 MiB") << QByteArray(atCap).insert(atCap.indexOf("<!--") + 4, 'x') << false << QStringList{};
+        QTest::newRow("empty") << QByteArray() << false << QStringList{};
+        QTest::newRow("cut short") << good.left(good.size() / 2) << false << QStringList{};
+        QTest::newRow("html page") << QByteArray("<html><body>Service unavailable</body></html>") << false << QStringList{};
+        QTest::newRow("garbage after the feed") << good + "<rss/>" << false << QStringList{};
+        QTest::newRow("undeclared prefix")
+            << QByteArray("<rss><channel><item><x:version>1</x:version></item></channel></rss>") << false << QStringList{};
+        QTest::newRow("dtd with entities")
+            << QByteArray("<?xml version=\"1.0\"?><!DOCTYPE rss [<!ENTITY a \"aaaa\">]><rss><channel/></rss>") << false
+            << QStringList{};
     }
-    void namespaces()
+    void documents()
     {
         QFETCH(QByteArray, xml);
+        QFETCH(bool, parsed);
         QString error;
         const auto appcast = Appcast::parse(xml, &error);
-        QVERIFY2(appcast, qPrintable(error));
-        QTEST(versionsOf(*appcast), "versions");
+        QCOMPARE(bool(appcast), parsed);
+        QCOMPARE(error.isEmpty(), parsed);
+        if (parsed) {
+            QStringList versions;
+            for (const AppcastItem &item : appcast->items())
+                versions << item.comparableVersion();
+            QTEST(versions, "versions");
+        }
     }
 
-    // Each row is one item next to a good one; the good one always stays.
+    // Each row is one 2.0 item next to a good 1.0 one, which always stays;
+    // an item left out is never offered.
     void itemsLeftOut_data()
     {
         QTest::addColumn<QByteArray>("item");
@@ -111,39 +113,26 @@ private slots:
         QTest::newRow("complete") << release("2.0").item() << true;
         QTest::newRow("linux, any case") << with([](Release &r) { r.os = "Linux"; }) << true;
         QTest::newRow("other system") << with([](Release &r) { r.os = "windows"; }) << false;
-        QTest::newRow("macOS") << with([](Release &r) { r.os = "macos"; }) << false;
         QTest::newRow("no signature") << with([](Release &r) { r.signature.clear(); }) << false;
-        QTest::newRow("signature not base64") << with([](Release &r) { r.signature = "not*base64!"; }) << false;
-        QTest::newRow("signature too short")
-            << with([](Release &r) { r.signature = QByteArray(63, 's').toBase64(); }) << false;
-        QTest::newRow("no length") << with([](Release &r) { r.length.clear(); }) << false;
+        QTest::newRow("signature too short") << with([](Release &r) { r.signature = QByteArray(63, 's').toBase64(); }) << false;
         QTest::newRow("zero length") << with([](Release &r) { r.length = "0"; }) << false;
-        QTest::newRow("negative length") << with([](Release &r) { r.length = "-5"; }) << false;
         QTest::newRow("length not a number") << with([](Release &r) { r.length = "12kB"; }) << false;
-        QTest::newRow("no url") << with([](Release &r) { r.url.clear(); }) << false;
         QTest::newRow("relative url") << with([](Release &r) { r.url = "QuillmarshHub.deb"; }) << false;
         QTest::newRow("plain http elsewhere") << with([](Release &r) { r.url = "http://dl.example/h.deb"; }) << false;
         QTest::newRow("plain http here") << with([](Release &r) { r.url = "http://127.0.0.1:8080/h.deb"; }) << true;
-        QTest::newRow("ftp") << with([](Release &r) { r.url = "ftp://dl.example/h.deb"; }) << false;
         QTest::newRow("no version at all") << with([](Release &r) { r.version.clear(); }) << false;
         QTest::newRow("bad notes link costs only the link")
             << with([](Release &r) { r.notesLink = "javascript:alert(1)"; }) << true;
 
         QByteArray noEnclosure = release("2.0").item();
-        noEnclosure.replace(noEnclosure.indexOf("<enclosure"), noEnclosure.indexOf("</item>") - noEnclosure.indexOf("<enclosure"), "");
-        QTest::newRow("no enclosure") << noEnclosure << false;
-
-        QByteArray onEnclosure = release("").item();
-        onEnclosure.replace("<enclosure", "<enclosure sparkle:version=\"2.0\"");
-        QTest::newRow("version on the enclosure") << onEnclosure << true;
-
+        noEnclosure.truncate(noEnclosure.indexOf("<enclosure"));
+        QTest::newRow("no enclosure") << noEnclosure + "</item>" << false;
+        QTest::newRow("version on the enclosure")
+            << release("").item().replace("<enclosure", "<enclosure sparkle:version=\"2.0\"") << true;
         // One item, a download per system: the Linux one is chosen.
-        Release mac = release("2.0");
-        mac.os = "macos";
-        mac.url = "https://dl.quillmarsh.example/QuillmarshHub-2.0.dmg";
-        QByteArray both = mac.item();
-        both.replace("</item>", "<enclosure url=\"https://dl.quillmarsh.example/linux.deb\" length=\"9\" sparkle:os=\"linux\" sparkle:edSignature=\""
-                                    + AnySignature.toLatin1() + "\"/></item>");
+        QByteArray both = with([](Release &r) { r.os = "macos"; r.url = "https://dl.quillmarsh.example/mac.dmg"; });
+        both.replace("</item>", "<enclosure url=\"https://dl.quillmarsh.example/linux.deb\" length=\"9\" sparkle:os=\"linux\" "
+                                "sparkle:edSignature=\"" + AnySignature.toLatin1() + "\"/></item>");
         QTest::newRow("linux enclosure after another") << both << true;
     }
     void itemsLeftOut()
@@ -154,56 +143,12 @@ private slots:
         QVERIFY(appcast);
         QCOMPARE(appcast->items().size(), usable ? 2 : 1);
         QCOMPARE(appcast->ignoredItemCount(), usable ? 0 : 1);
-        QCOMPARE(appcast->items().first().comparableVersion(), "1.0");
-        if (usable && QTest::currentDataTag() == QByteArray("linux enclosure after another"))
-            QCOMPARE(appcast->items().last().url, QUrl("https://dl.quillmarsh.example/linux.deb"));
-        if (usable && QTest::currentDataTag() == QByteArray("bad notes link costs only the link"))
-            QVERIFY(appcast->items().last().releaseNotesLink.isEmpty());
-    }
-
-    // A document that is not a well-formed RSS feed yields no feed at all.
-    void unusableDocuments_data()
-    {
-        QTest::addColumn<QByteArray>("xml");
-        const QByteArray good = document({release("1.1").item()});
-        QTest::newRow("empty") << QByteArray();
-        QTest::newRow("cut short") << good.left(good.size() / 2);
-        QTest::newRow("unclosed element") << QByteArray("<rss><channel><item></channel></rss>");
-        QTest::newRow("html page") << QByteArray("<html><body>Service unavailable</body></html>");
-        QTest::newRow("json") << QByteArray("{\"version\": \"1.1\"}");
-        QTest::newRow("garbage after the feed") << good + "<rss/>";
-        QTest::newRow("undeclared prefix") << QByteArray("<rss><channel><item><x:version>1</x:version></item></channel></rss>");
-        QTest::newRow("dtd with entities")
-            << QByteArray("<?xml version=\"1.0\"?><!DOCTYPE rss [<!ENTITY a \"aaaa\">]><rss><channel/></rss>");
-        QByteArray oversized = good;
-        oversized.insert(oversized.indexOf("<rss"), "<!--" + QByteArray(Appcast::MaximumSize, 'x') + "-->");
-        QTest::newRow("over 1 MiB") << oversized;
-    }
-    void unusableDocuments()
-    {
-        QFETCH(QByteArray, xml);
-        QString error;
-        QVERIFY(!Appcast::parse(xml, &error));
-        QVERIFY(!error.isEmpty());
-    }
-
-    void documentOfExactlyTheCapIsRead()
-    {
-        QByteArray xml = document({release("1.1").item()});
-        const QByteArray padding = "<!--" + QByteArray(Appcast::MaximumSize - xml.size() - 7, 'x') + "-->";
-        xml.insert(xml.indexOf("<rss"), padding);
-        QCOMPARE(xml.size(), Appcast::MaximumSize);
-        const auto appcast = Appcast::parse(xml);
-        QVERIFY(appcast);
-        QCOMPARE(versionsOf(*appcast), QStringList{"1.1"});
-    }
-
-    void emptyChannelIsAFeedWithoutReleases()
-    {
-        const auto appcast = Appcast::parse(document({}));
-        QVERIFY(appcast);
-        QVERIFY(!appcast->newest());
-        QVERIFY(!appcast->newestNewerThan("0.0.0"));
+        QCOMPARE(appcast->newestNewerThan("0.9")->comparableVersion(), usable ? "2.0" : "1.0");
+        const AppcastItem &last = appcast->items().last();
+        if (QTest::currentDataTag() == QByteArray("linux enclosure after another"))
+            QCOMPARE(last.url, QUrl("https://dl.quillmarsh.example/linux.deb"));
+        if (QTest::currentDataTag() == QByteArray("bad notes link costs only the link"))
+            QVERIFY(last.releaseNotesLink.isEmpty());
     }
 
     // Items are (version, short version) pairs in document order.
@@ -216,16 +161,10 @@ private slots:
         QTest::newRow("newest wherever it is")
             << QList<QStringList>{{"1.1"}, {"1.3"}, {"1.2"}} << "1.0.0" << "1.3" << "1.3";
         QTest::newRow("numeric, not textual") << QList<QStringList>{{"1.9"}, {"1.10"}} << "1.0" << "1.10" << "1.10";
-        QTest::newRow("same as running") << QList<QStringList>{{"1.0"}, {"0.9"}} << "1.0.0" << "1.0" << "";
-        QTest::newRow("older than running") << QList<QStringList>{{"0.9"}} << "1.0.0" << "0.9" << "";
+        QTest::newRow("nothing newer than running") << QList<QStringList>{{"1.0"}, {"0.9"}} << "1.0.0" << "1.0" << "";
         QTest::newRow("short version decides")
             << QList<QStringList>{{"900", "1.0.1"}, {"120", "1.2"}} << "1.1" << "1.2" << "1.2";
-        QTest::newRow("build number alone is not compared with a short one")
-            << QList<QStringList>{{"900", "1.0.1"}} << "1.0.0" << "1.0.1" << "1.0.1";
-        QTest::newRow("version when no short version") << QList<QStringList>{{"2.0"}} << "1.5" << "2.0" << "2.0";
         QTest::newRow("first of equals") << QList<QStringList>{{"A", "2.0"}, {"B", "2.0.0"}} << "1.0" << "2.0" << "2.0";
-        QTest::newRow("running version unreadable")
-            << QList<QStringList>{{"0.0.1"}} << "0.0.0" << "0.0.1" << "0.0.1";
     }
     void choiceOfRelease()
     {
@@ -242,15 +181,6 @@ private slots:
             QCOMPARE(appcast->newest()->version, "A");
     }
 
-    void otherSystemsNeverOffered()
-    {
-        Release windows = release("3.0");
-        windows.os = "windows";
-        const auto appcast = Appcast::parse(document({release("1.1").item(), windows.item()}));
-        QVERIFY(appcast);
-        QCOMPARE(appcast->newestNewerThan("1.0")->comparableVersion(), "1.1");
-    }
-
     void releaseNotesAreSanitised_data()
     {
         QTest::addColumn<QString>("html");
@@ -260,28 +190,20 @@ private slots:
             << "<h2>New</h2><ul><li><b>Fast</b> and <i>small</i></li></ul><ol><li><em>x</em><strong>y</strong></li></ol>";
         QTest::newRow("tag names in capitals") << "<P>One<BR/>Two</P>" << "<p>One<br>Two</p>";
         QTest::newRow("script and its text dropped") << "<p>a</p><script>alert('x')</script><p>b</p>" << "<p>a</p><p>b</p>";
-        QTest::newRow("style dropped") << "<style>p{color:red}</style><p>a</p>" << "<p>a</p>";
         QTest::newRow("head of a full page dropped")
             << "<!DOCTYPE html><html><head><title>T</title></head><body><h1>Hi</h1></body></html>" << "<h1>Hi</h1>";
-        QTest::newRow("image dropped") << "<p>a<img src=\"https://x.example/t.png\">b</p>" << "<p>ab</p>";
-        QTest::newRow("event attributes dropped") << "<p onclick=\"steal()\" style=\"x\">a</p>" << "<p>a</p>";
         QTest::newRow("unknown tags dropped, text kept") << "<div><span>a</span><table><tr><td>b</td></tr></table></div>" << "ab";
         QTest::newRow("https link kept")
             << "<a href=\"https://quillmarsh.example/notes?a=1&amp;b=2\" target=\"_blank\" onclick=\"x()\">notes</a>"
             << "<a href=\"https://quillmarsh.example/notes?a=1&amp;b=2\">notes</a>";
         QTest::newRow("unquoted http link kept") << "<a href=http://quillmarsh.example/n>n</a>" << "<a href=\"http://quillmarsh.example/n\">n</a>";
-        QTest::newRow("javascript link dropped, text kept") << "<a href=\"javascript:alert(1)\">x</a>" << "x";
-        QTest::newRow("encoded javascript link dropped") << "<a href=\"jav&#x61;script:alert(1)\">x</a>" << "x";
-        QTest::newRow("data link dropped") << "<a href=\"data:text/html,hi\">x</a>" << "x";
-        QTest::newRow("file link dropped") << "<a href=\"file:///etc/passwd\">x</a>" << "x";
-        QTest::newRow("quote in a link refuses the link")
-            << "<a href='https://q.example/\"onmouseover=\"x'>x</a>" << "x";
+        QTest::newRow("encoded javascript link dropped, text kept") << "<a href=\"jav&#x61;script:alert(1)\">x</a>" << "x";
+        QTest::newRow("quote in a link refuses the link") << "<a href='https://q.example/\"onmouseover=\"x'>x</a>" << "x";
         QTest::newRow("unclosed link closed") << "<p><a href=\"https://q.example\">x</p>" << "<p><a href=\"https://q.example\">x</p></a>";
         QTest::newRow("comments dropped") << "a<!-- <script>x</script> -->b" << "ab";
         QTest::newRow("stray angle brackets escaped") << "1 < 2 > 0" << "1 &lt; 2 &gt; 0";
         QTest::newRow("entities kept") << "caf&eacute; &amp; more" << "caf&eacute; &amp; more";
         QTest::newRow("unterminated script swallows the rest") << "a<script>b" << "a";
-        QTest::newRow("plain text unchanged") << "Bug fixes." << "Bug fixes.";
     }
     void releaseNotesAreSanitised()
     {

@@ -1,6 +1,10 @@
 #include "QmlHarness.h"
 
 #include "app/HubUi.h"
+#include "PropertyListWriter.h"
+
+#include <QCoroTask>
+#include <QDir>
 
 #include <QQmlComponent>
 #include <QQuickItem>
@@ -36,41 +40,63 @@ QmlHarness::QmlHarness(const QUrl &serviceBase)
 
 QmlHarness::~QmlHarness() = default;
 
+std::unique_ptr<QObject> QmlHarness::createFromQml(const QByteArray &body, const QVariantMap &properties)
+{
+    QQmlComponent component(&engine);
+    component.setData("import QtQuick\nimport Quillmarsh.Hub\n" + body, QUrl("qrc:/harness.qml"));
+    std::unique_ptr<QObject> object(component.createWithInitialProperties(properties));
+    if (!object)
+        qWarning() << component.errors();
+    return object;
+}
+
 QQuickItem *QmlHarness::create(const QString &typeName, const QVariantMap &properties, QSize size)
 {
     auto window = std::make_unique<QQuickWindow>();
     window->resize(size);
-    QQmlComponent component(&engine);
-    component.setData("import QtQuick\nimport Quillmarsh.Hub\n" + typeName.toUtf8() + " {}", QUrl("qrc:/harness.qml"));
-    QObject *object = component.createWithInitialProperties(properties);
-    if (!object) {
-        qWarning() << component.errors();
+    std::unique_ptr<QObject> object = createFromQml(typeName.toUtf8() + " {}", properties);
+    auto *item = qobject_cast<QQuickItem *>(object.get());
+    if (!item) {
+        if (object)
+            qWarning() << typeName << "is not an item";
         return nullptr;
     }
-    auto *item = qobject_cast<QQuickItem *>(object);
     item->setParentItem(window->contentItem());
     item->setParent(window.get());
+    object.release(); // the window owns it now
     if (item->width() <= 0)
         item->setWidth(size.width());
     if (item->height() <= 0)
         item->setHeight(size.height());
     window->show();
-    QTest::qWaitForWindowExposed(window.get());
+    if (!QTest::qWaitForWindowExposed(window.get())) {
+        qWarning() << "The window for" << typeName << "was not exposed";
+        return nullptr;
+    }
     m_windows.push_back(std::move(window));
     return item;
 }
 
 QObject *QmlHarness::createWindow(const QString &typeName, const QVariantMap &properties)
 {
-    QQmlComponent component(&engine);
-    component.setData("import QtQuick\nimport Quillmarsh.Hub\n" + typeName.toUtf8() + " {}", QUrl("qrc:/harness.qml"));
-    QObject *object = component.createWithInitialProperties(properties);
-    if (!object) {
-        qWarning() << component.errors();
+    std::unique_ptr<QObject> object = createFromQml(typeName.toUtf8() + " {}", properties);
+    if (!object)
         return nullptr;
+    m_windows.push_back(std::move(object));
+    return m_windows.back().get();
+}
+
+QColor QmlHarness::hubColor(const char *name)
+{
+    std::unique_ptr<QObject> probe = createFromQml("QtObject { property var colors: HubColors }");
+    if (!probe)
+        return {};
+    auto *colors = probe->property("colors").value<QObject *>();
+    if (!colors) {
+        qWarning() << "HubColors is not available";
+        return {};
     }
-    m_windows.emplace_back(object);
-    return object;
+    return colors->property(name).value<QColor>();
 }
 
 QList<QObject *> QmlHarness::findAll(QObject *root, const QString &objectName)
@@ -108,4 +134,34 @@ QStringList QmlHarness::visibleTexts(QQuickItem *root)
     for (QQuickItem *child : root->childItems())
         texts << visibleTexts(child);
     return texts;
+}
+
+bool QmlHarness::settle(bool probe, bool rebuild)
+{
+    if (!QCoro::waitFor(state.catalog()->fetchCatalog()).ok())
+        return false;
+    if (probe)
+        state.refreshAllStates();
+    if (rebuild) {
+        state.updateManager()->rebuildStates();
+        if (!QCoro::waitFor(state.updateManager()->checkForUpdates()).ok())
+            return false;
+    }
+    QCoreApplication::processEvents();
+    return true;
+}
+
+QJsonObject QmlHarness::installBundles(const QString &productId, const QMap<QString, QString> &formatVersions)
+{
+    const QString home = TestSandbox::current().home();
+    const QString folder = QStringLiteral("Plugins/%1").arg(productId);
+    QDir(home + "/" + folder).removeRecursively();
+    QJsonObject formats;
+    for (auto it = formatVersions.cbegin(); it != formatVersions.cend(); ++it) {
+        const QString path = QStringLiteral("%1/%2.bundle").arg(folder, it.key());
+        plistwriter::writeBundle(home + "/" + path, {{"CFBundleShortVersionString", it.value()}},
+                                 plistwriter::Format::Xml);
+        formats.insert(it.key(), path);
+    }
+    return formats;
 }

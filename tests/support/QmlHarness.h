@@ -10,6 +10,9 @@
 #include "selfupdate/SelfUpdater.h"
 #include "updates/UpdateRowsModel.h"
 
+#include <QColor>
+#include <QJsonObject>
+#include <QMap>
 #include <QQmlApplicationEngine>
 #include <QQuickItem>
 #include <QQuickWindow>
@@ -39,6 +42,16 @@ public:
     QQuickItem *create(const QString &typeName, const QVariantMap &properties = {}, QSize size = {900, 600});
     // Loads a whole window type (e.g. "Main"); returns its root object.
     QObject *createWindow(const QString &typeName, const QVariantMap &properties = {});
+    // The HubColors entry `name` (e.g. "accent"), as the views draw it.
+    QColor hubColor(const char *name);
+    // What the window does once the served catalogue arrives: download it,
+    // probe the install states, rebuild the update states and check the feed.
+    // False when the download or the check fails.
+    bool settle(bool probe = true, bool rebuild = true);
+
+    // Writes one bundle per format at its version under the sandbox home, as
+    // an installer leaves them, and returns them as `install_formats`.
+    static QJsonObject installBundles(const QString &productId, const QMap<QString, QString> &formatVersions);
 
     // Every descendant (items, and child objects such as windows) with this objectName.
     static QList<QObject *> findAll(QObject *root, const QString &objectName);
@@ -47,6 +60,10 @@ public:
     static QStringList visibleTexts(QQuickItem *root);
 
 private:
+    // Instantiates `body` below the QtQuick and hub module imports; the caller
+    // owns the result, which is null (with the errors logged) when it fails.
+    std::unique_ptr<QObject> createFromQml(const QByteArray &body, const QVariantMap &properties = {});
+
     std::vector<std::unique_ptr<QObject>> m_windows;
 };
 
