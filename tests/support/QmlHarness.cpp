@@ -28,13 +28,8 @@ SelfUpdateConfig harnessSelfUpdateConfig(const QUrl &serviceBase)
 } // namespace
 
 QmlHarness::QmlHarness(const QUrl &serviceBase)
-    : state(host.host, ServiceAddress(serviceBase))
-    , links(host.urlOpener)
-    , productList(state)
-    , updateRows(state)
-    , selfUpdater(host.host, harnessSelfUpdateConfig(serviceBase), l10n)
+    : session(host.host, ServiceAddress(serviceBase), harnessSelfUpdateConfig(serviceBase), l10n)
 {
-    hubui::registerSingletons({state, l10n, links, productList, updateRows, selfUpdater});
     hubui::prepareEngine(engine);
 }
 

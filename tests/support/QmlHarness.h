@@ -2,13 +2,9 @@
 
 #include "TestHost.h"
 #include "TestSandbox.h"
+#include "app/HubSession.h"
 #include "app/HubUi.h"
-#include "app/AppState.h"
-#include "app/DesktopLinks.h"
-#include "browser/ProductListModel.h"
 #include "l10n/L10n.h"
-#include "selfupdate/SelfUpdater.h"
-#include "updates/UpdateRowsModel.h"
 
 #include <QColor>
 #include <QJsonObject>
@@ -29,12 +25,13 @@ public:
     ~QmlHarness();
 
     TestHost host;
-    AppState state;
     L10n l10n;
-    DesktopLinks links;
-    ProductListModel productList;
-    UpdateRowsModel updateRows;
-    SelfUpdater selfUpdater;
+    HubSession session;
+    AppState &state = session.state;
+    DesktopLinks &links = session.links;
+    ProductListModel &productList = session.productList;
+    UpdateRowsModel &updateRows = session.updateRows;
+    SelfUpdater &selfUpdater = session.selfUpdater;
     QQmlApplicationEngine engine;
 
     // Creates the module's `typeName` (e.g. "ProductCard") with `properties`
