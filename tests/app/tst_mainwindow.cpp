@@ -1,18 +1,10 @@
-#include "support/Fixtures.h"
-#include "support/LocalHttpService.h"
-#include "support/QmlHarness.h"
-#include "support/QuickItems.h"
+#include "support/ViewFixture.h"
 
 #include <QCoroTask>
-#include <QtTest>
-
-using Route = LocalHttpService::Route;
 
 using namespace quick;
 
 namespace {
-
-const QString CatalogPath = QStringLiteral("/api/hub/products");
 
 QJsonObject installed(const QString &id)
 {
@@ -31,12 +23,10 @@ QStringList entryTexts(QObject *menu)
 
 // The main window as a whole: menus, sidebar, tabs and the catalogue watch,
 // against a real AppState talking to a local service.
-class MainWindowTest : public QObject
+class MainWindowTest : public ViewFixture
 {
     Q_OBJECT
 
-    LocalHttpService service;
-    std::unique_ptr<QmlHarness> harness;
     QQuickWindow *main = nullptr;
 
     QQuickItem *sidebarItem() { return child(main, "sidebar"); }
@@ -59,13 +49,15 @@ class MainWindowTest : public QObject
 private slots:
     void initTestCase()
     {
+        // The window binds the catalogue itself, so no start().
         QVERIFY(service.listen());
-        service.setRoute(CatalogPath, Route{.body = fixtures::document({installed("a"), fixtures::product("b")})});
-        service.setRoute("/api/plugin-versions", Route{.body = fixtures::document({fixtures::version("a", "2.0")})});
+        serve({installed("a"), fixtures::product("b")}, {fixtures::version("a", "2.0")});
         harness = std::make_unique<QmlHarness>(service.baseUrl());
         main = qobject_cast<QQuickWindow *>(harness->createWindow("Main"));
         QVERIFY(main);
         QVERIFY(QTest::qWaitForWindowExposed(main));
+        QCOMPARE(main->size(), QSize(900, 600));
+        QCOMPARE(main->minimumSize(), QSize(700, 500));
         main->requestActivate();
         // The window's appearance starts the work: a download and a check.
         QTRY_VERIFY(harness->state.catalog()->revision() >= 1 && !harness->state.catalog()->isLoading());
@@ -75,12 +67,6 @@ private slots:
     }
 
     void init() { harness->l10n.setLanguage(AppLanguage::En); }
-
-    void windowSizes()
-    {
-        QCOMPARE(main->size(), QSize(900, 600));
-        QCOMPARE(main->minimumSize(), QSize(700, 500));
-    }
 
     // Tabs, menu titles and entries switch at once; the window title and the
     // tooltips stay. Exactly these entries, in this order.

@@ -82,13 +82,8 @@ private slots:
         // The title keeps the language it was made in.
         harness->l10n.setLanguage(AppLanguage::En);
         QCOMPARE(help->title(), "Quillmarsh Hub ガイド");
-    }
 
-    // Its own window, closable and resizable, with no minimise button.
-    void windowFlags()
-    {
-        QQuickWindow *help = theHelpWindow();
-        QVERIFY(help);
+        // Its own window, closable and resizable, with no minimise button.
         const Qt::WindowFlags wanted = Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint
                                      | Qt::WindowMaximizeButtonHint;
         QCOMPARE(help->flags() & (wanted | Qt::WindowMinimizeButtonHint), wanted);

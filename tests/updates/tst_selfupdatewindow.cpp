@@ -10,7 +10,6 @@
 
 using namespace std::chrono_literals;
 using Route = LocalHttpService::Route;
-Q_DECLARE_METATYPE(LocalHttpService::Route)
 using selfupdatefixtures::Keys;
 using selfupdatefixtures::Release;
 

@@ -1,21 +1,13 @@
-#include "support/Fixtures.h"
-#include "support/LocalHttpService.h"
-#include "support/QmlHarness.h"
-#include "support/QuickItems.h"
+#include "support/ViewFixture.h"
 
 #include <QCoroTask>
-#include <QtTest>
 
 using namespace std::chrono_literals;
-using Route = LocalHttpService::Route;
 using VersionMap = QMap<QString, QString>;
-
 using namespace quick;
 
 namespace {
 
-const QString CatalogPath = QStringLiteral("/api/hub/products");
-const QString FeedPath = QStringLiteral("/api/plugin-versions");
 const QString Dash = QStringLiteral("\u2014");
 
 // A catalogue entry whose formats are installed at the given versions.
@@ -28,28 +20,18 @@ QJsonObject installed(const QString &id, const VersionMap &formatVersions)
 
 // The updates tab against a real catalogue download, install probe and
 // version feed.
-class UpdateViewTest : public QObject
+class UpdateViewTest : public ViewFixture
 {
     Q_OBJECT
-
-    LocalHttpService service;
-    std::unique_ptr<QmlHarness> harness;
 
     UpdateManager *manager() { return harness->state.updateManager(); }
 
     void load(const QJsonArray &products, const QJsonArray &feed)
     {
-        service.setRoute(CatalogPath, Route{.body = fixtures::document(products)});
-        service.setRoute(FeedPath, Route{.body = fixtures::document(feed)});
+        serve(products, feed);
         QVERIFY(harness->settle(false));
     }
-
-    QQuickItem *view()
-    {
-        QQuickItem *root = harness->create("UpdateView", {}, {900, 600});
-        QCoreApplication::processEvents();
-        return root;
-    }
+    QQuickItem *view() { return ViewFixture::view("UpdateView"); }
 
     // The live product rows, top to bottom.
     static QList<QQuickItem *> productRows(QQuickItem *root)
@@ -73,9 +55,7 @@ class UpdateViewTest : public QObject
 private slots:
     void initTestCase()
     {
-        QVERIFY(service.listen());
-        harness = std::make_unique<QmlHarness>(service.baseUrl());
-        manager()->bindCatalog(harness->state.catalog());
+        QVERIFY(start());
         manager()->connectSelfUpdater(&harness->selfUpdater);
     }
 
@@ -166,17 +146,12 @@ private slots:
         QTest::addColumn<QString>("button"); // empty: none
 
         using M = VersionMap;
-        QTest::newRow("update available") << AppLanguage::En << M{{"VST3", "1.0"}} << "1.5" << "1.0" << "1.5"
-                                          << "Update available" << "Update";
-        QTest::newRow("update available, ja") << AppLanguage::Ja << M{{"VST3", "1.0"}} << "1.5" << "1.0" << "1.5"
-                                              << "更新あり" << "アップデート";
-        QTest::newRow("up to date") << AppLanguage::En << M{{"AU", "2.0"}, {"VST3", "2.0"}} << "2.0" << "2.0"
-                                    << "2.0" << "Up to date" << "";
-        QTest::newRow("up to date, ja") << AppLanguage::Ja << M{{"AU", "3.0"}} << "3.0" << "3.0" << "3.0" << "最新版"
-                                        << "";
+        QTest::newRow("update available") << AppLanguage::En << M{{"VST3", "1.0"}} << "1.5" << "1.0" << "1.5" << "Update available" << "Update";
+        QTest::newRow("update available, ja") << AppLanguage::Ja << M{{"VST3", "1.0"}} << "1.5" << "1.0" << "1.5" << "更新あり" << "アップデート";
+        QTest::newRow("up to date") << AppLanguage::En << M{{"AU", "2.0"}, {"VST3", "2.0"}} << "2.0" << "2.0" << "2.0" << "Up to date" << "";
+        QTest::newRow("up to date, ja") << AppLanguage::Ja << M{{"AU", "3.0"}} << "3.0" << "3.0" << "3.0" << "最新版" << "";
         QTest::newRow("not installed") << AppLanguage::En << M{} << "3.0" << Dash << "3.0" << "Not installed" << "";
-        QTest::newRow("not installed, no record, ja") << AppLanguage::Ja << M{} << "" << Dash << Dash
-                                                      << "未インストール" << "";
+        QTest::newRow("not installed, no record, ja") << AppLanguage::Ja << M{} << "" << Dash << Dash << "未インストール" << "";
     }
     void rows()
     {
@@ -218,10 +193,10 @@ private slots:
              {fixtures::version("a", "2.0"), fixtures::version("b", "2.0"), fixtures::version("hub", "9.0")});
         QQuickItem *root = view();
         QList<QQuickItem *> rows = productRows(root);
-        QCOMPARE(rows.size(), 3);
-        QCOMPARE(rows[0]->property("productId").toString(), "b");
-        QCOMPARE(rows[1]->property("productId").toString(), "a");
-        QCOMPARE(rows[2]->property("productId").toString(), "c");
+        QStringList ids;
+        for (QQuickItem *row : rows)
+            ids << row->property("productId").toString();
+        QCOMPARE(ids, (QStringList{"b", "a", "c"}));
         auto *hub = qobject_cast<QQuickItem *>(QmlHarness::find(root, "hubSelfUpdateRow"));
         QVERIFY(sceneY(hub) < sceneY(rows[0]));
         QCOMPARE(textOf(root, "updatesAvailableText"), "3 updates available");
