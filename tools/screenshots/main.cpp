@@ -6,6 +6,7 @@
 #include "l10n/L10n.h"
 #include "platform/Host.h"
 #include "support/LocalHttpService.h"
+#include "support/TestSandbox.h"
 
 #include <QDeadlineTimer>
 #include <QDir>
@@ -13,9 +14,7 @@
 #include <QQmlApplicationEngine>
 #include <QQmlExtensionPlugin>
 #include <QQuickWindow>
-#include <QTemporaryDir>
 #include <QTextStream>
-#include <QThread>
 
 Q_IMPORT_QML_PLUGIN(Quillmarsh_HubPlugin)
 
@@ -65,13 +64,7 @@ int main(int argc, char *argv[])
         return 2;
     }
     // A throwaway home, set before Qt reads it.
-    QTemporaryDir sandbox;
-    const QByteArray home = QFile::encodeName(sandbox.path());
-    qputenv("HOME", home);
-    qputenv("XDG_DATA_HOME", home + "/.local/share");
-    qputenv("XDG_CONFIG_HOME", home + "/.config");
-    qputenv("XDG_CACHE_HOME", home + "/.cache");
-    qunsetenv("XDG_DOWNLOAD_DIR");
+    TestSandbox sandbox;
     qputenv("QT_QPA_PLATFORM", "offscreen");
 
     QGuiApplication app(argc, argv);
@@ -81,7 +74,7 @@ int main(int argc, char *argv[])
     hubui::applyLook();
 
     const QString outDir = QDir(QString::fromLocal8Bit(argv[1])).absolutePath();
-    if (!QDir().mkpath(outDir) || !demo::makeHome(sandbox.path()))
+    if (!QDir().mkpath(outDir) || !demo::makeHome(sandbox.home()))
         return 1;
     LocalHttpService service;
     if (!service.listen())
