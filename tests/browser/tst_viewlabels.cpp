@@ -6,8 +6,7 @@
 
 using VersionMap = QMap<QString, QString>;
 
-// The texts the card and the updates table derive from installed versions
-// and names.
+// The texts the card and the updates table derive from installed versions and names.
 class ViewLabelsTest : public QObject
 {
     Q_OBJECT
@@ -22,10 +21,8 @@ private slots:
         QTest::newRow("one format") << VersionMap{{"vst3", "2.0"}} << "v2.0" << "2.0";
         QTest::newRow("two formats, one version") << VersionMap{{"vst3", "1.0"}, {"au", "1.0"}} << "v1.0 (AU + VST3)" << "1.0";
         QTest::newRow("two versions") << VersionMap{{"vst3", "1.1"}, {"au", "1.0"}} << "AU 1.0 / VST3 1.1" << "AU 1.0 / VST3 1.1";
-        QTest::newRow("sorted as stored") << VersionMap{{"vst3", "1"}, {"aax", "2"}} << "AAX 2 / VST3 1" << "AAX 2 / VST3 1";
         // Plain string order puts upper case first, before it is upper-cased.
         QTest::newRow("case order") << VersionMap{{"au", "1"}, {"VST3", "2"}} << "VST3 2 / AU 1" << "VST3 2 / AU 1";
-        QTest::newRow("three, two alike") << VersionMap{{"a", "1"}, {"b", "1"}, {"c", "2"}} << "A 1 / B 1 / C 2" << "A 1 / B 1 / C 2";
     }
     void versionLines()
     {
@@ -34,23 +31,13 @@ private slots:
         QTEST(UpdateRowsModel::installedVersionLabel(versions), "table");
     }
 
-    void initials_data()
-    {
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<QString>("expected");
-        QTest::newRow("plain") << "Marsh Reverb" << "Ma";
-        QTest::newRow("one character") << "X" << "X";
-        QTest::newRow("empty") << "" << "";
-        QTest::newRow("emoji first") << "🥁 Drums" << "🥁 ";
-        QTest::newRow("flag emoji") << "🇯🇵JP" << "🇯🇵J";
-        QTest::newRow("family emoji") << "👨‍👩‍👧x" << "👨‍👩‍👧x";
-        QTest::newRow("combining accent") << "e\u0301te" << "e\u0301t";
-        QTest::newRow("japanese") << "鷺ピアノ" << "鷺ピ";
-    }
+    // Two grapheme clusters, whatever they are made of.
     void initials()
     {
-        QFETCH(QString, name);
-        QTEST(ProductListModel::initials(name), "expected");
+        QCOMPARE(ProductListModel::initials("Marsh Reverb"), "Ma");
+        QCOMPARE(ProductListModel::initials("🥁 Drums"), "🥁 ");
+        QCOMPARE(ProductListModel::initials("🇯🇵JP"), "🇯🇵J");
+        QCOMPARE(ProductListModel::initials("e\u0301te"), "e\u0301t");
     }
 };
 

@@ -12,13 +12,9 @@ using namespace std::chrono_literals;
 using Route = LocalHttpService::Route;
 Q_DECLARE_METATYPE(LocalHttpService::Route)
 
-namespace {
-
 const QByteArray CatalogA = fixtures::document({fixtures::product("a"), fixtures::product("b")});
 const QByteArray CatalogB = fixtures::document({fixtures::product("c")});
 const QString Path = QStringLiteral("/api/hub/products");
-
-} // namespace
 
 class CatalogManagerTest : public QObject
 {
@@ -33,62 +29,36 @@ class CatalogManagerTest : public QObject
     {
         return std::make_unique<ProductCatalogManager>(hubDir, service.url(Path), host.host, interval);
     }
-    Outcome fetch(ProductCatalogManager &manager) { return QCoro::waitFor(manager.fetchCatalog()); }
 
 private slots:
     void initTestCase() { QVERIFY(service.listen()); }
 
-    void init()
-    {
-        QDir(hubDir).removeRecursively();
-        QDir().mkpath(hubDir);
-        service.setRoute(Path, Route{.body = CatalogA});
-    }
+    void init() { QDir(hubDir).removeRecursively(); QDir().mkpath(hubDir); service.setRoute(Path, Route{.body = CatalogA}); }
 
-    // Read at once, never rewritten; an unusable or empty cache is ignored.
-    void cacheAtStart_data()
-    {
-        QTest::addColumn<QByteArray>("cache");
-        QTest::addColumn<int>("products");
-        QTest::newRow("no cache file") << QByteArray() << 0;
-        QTest::newRow("valid cache") << CatalogA << 2;
-        QTest::newRow("bad cache") << QByteArray("[{\"plugin_id\":1}]") << 0;
-        QTest::newRow("empty array") << QByteArray("[]") << 0;
-    }
+    // Read at once, never rewritten, without a request; an unusable cache is ignored.
     void cacheAtStart()
     {
-        QFETCH(QByteArray, cache);
-        QFETCH(int, products);
-        if (!cache.isEmpty())
-            QVERIFY(testfiles::write(cacheFile, cache));
-        const int before = service.totalRequests();
-        const auto manager = makeManager();
-        QCOMPARE(int(manager->products().size()), products);
-        QCOMPARE(manager->revision(), products ? 1 : 0);
-        QCOMPARE(manager->sections().isEmpty(), products == 0);
-        QCOMPARE(service.totalRequests(), before);
-        QCOMPARE(testfiles::read(cacheFile, "<missing>"), cache.isEmpty() ? QByteArray("<missing>") : cache);
+        QVERIFY(testfiles::write(cacheFile, CatalogA));
+        QCOMPARE(makeManager()->products().size(), 2);
+        QCOMPARE(testfiles::read(cacheFile), CatalogA);
+        QVERIFY(testfiles::write(cacheFile, "[{\"plugin_id\":1}]"));
+        QCOMPARE(makeManager()->revision(), 0);
+        QCOMPARE(service.totalRequests(), 0);
     }
 
-    // Status 200 to 299 only, all or nothing, never an empty catalogue, 10 s
-    // at most. The cache is the body exactly as served, or untouched; the
-    // same products in other bytes count as applied but change no products.
+    // 2xx only, all or nothing, never empty, 10 s at most; the cache is the body
+    // byte for byte, or untouched. The same products in other bytes change no products.
     void fetchOutcomes_data()
     {
         QTest::addColumn<Route>("route");
         QTest::addColumn<bool>("applied");
         QTest::addColumn<QByteArray>("cache");
         const QByteArray badEntry = fixtures::document({fixtures::product("x"), QJsonObject{{"display_name", "no id"}, {"category", "c"}}});
-        QTest::newRow("200") << Route{.body = CatalogB} << true << CatalogB;
         QTest::newRow("299") << Route{.status = 299, .body = CatalogB} << true << CatalogB;
-        QTest::newRow("redirected") << Route{.redirectTo = "/elsewhere"} << true << CatalogB;
         QTest::newRow("same products, other bytes") << Route{.body = CatalogA + "\n"} << true << CatalogA + "\n";
-        QTest::newRow("304") << Route{.status = 304, .body = CatalogB} << false << CatalogA;
         QTest::newRow("500") << Route{.status = 500, .body = CatalogB} << false << CatalogA;
         QTest::newRow("empty array") << Route{.body = "[]"} << false << CatalogA;
         QTest::newRow("one bad entry") << Route{.body = badEntry} << false << CatalogA;
-        QTest::newRow("not json") << Route{.body = "<html>"} << false << CatalogA;
-        QTest::newRow("truncated body") << Route{.body = CatalogB, .truncateAfter = 5} << false << CatalogA;
         QTest::newRow("no answer") << Route{.hang = true} << false << CatalogA;
     }
     void fetchOutcomes()
@@ -97,36 +67,18 @@ private slots:
         QFETCH(bool, applied);
         QFETCH(QByteArray, cache);
         QVERIFY(testfiles::write(cacheFile, CatalogA));
-        service.setRoute("/elsewhere", Route{.body = CatalogB});
         service.setRoute(Path, route);
         const auto manager = makeManager();
         QSignalSpy products(manager.get(), &ProductCatalogManager::productsChanged);
-        QSignalSpy sections(manager.get(), &ProductCatalogManager::sectionsChanged);
-        QSignalSpy loading(manager.get(), &ProductCatalogManager::isLoadingChanged);
-
         QElapsedTimer timer;
         timer.start();
-        QCOMPARE(fetch(*manager).ok(), applied);
+        QCOMPARE(QCoro::waitFor(manager->fetchCatalog()).ok(), applied);
         QVERIFY(!route.hang || timer.elapsed() >= 9000);
         QCOMPARE(manager->revision(), applied ? 2 : 1);
         const bool changed = cache == CatalogB;
         QCOMPARE(manager->products().first().id, changed ? "c" : "a");
         QCOMPARE(products.count(), changed ? 1 : 0);
-        QCOMPARE(sections.count(), applied ? 1 : 0);
-        QCOMPARE(loading.count(), 2);
-        QVERIFY(!manager->isLoading());
         QCOMPARE(testfiles::read(cacheFile), cache);
-        QVERIFY(service.lastRequestHeader(Path, "Authorization").isNull());
-    }
-
-    // A cache that cannot be written costs nothing but the cache.
-    void missingHubDirectory()
-    {
-        QDir(hubDir).removeRecursively();
-        const auto manager = makeManager();
-        QVERIFY(fetch(*manager).ok());
-        QCOMPARE(manager->products().size(), 2);
-        QVERIFY(!QFile::exists(cacheFile));
     }
 
     void overlappingFetchesApplyInArrivalOrder()
@@ -149,10 +101,8 @@ private slots:
     void scheduleFetchesAtOnceThenAfterEachEnds()
     {
         const auto manager = makeManager(40ms);
-        const int before = service.requestCount(Path);
         manager->startBackgroundFetches();
         QVERIFY(manager->isLoading()); // the first fetch is under way at once
-        QTRY_VERIFY(service.requestCount(Path) >= before + 3);
         QTRY_VERIFY(manager->revision() >= 3);
     }
 };

@@ -1,6 +1,5 @@
 #include "support/TestSandbox.h"
 #include "updates/UpdateManager.h"
-#include "updates/VersionComparison.h"
 
 #include <QtTest>
 
@@ -16,27 +15,20 @@ private slots:
         QTest::addColumn<bool>("newer");
 
         QTest::newRow("numeric, not textual") << "1.10" << "1.9" << true;
-        QTest::newRow("numeric, reversed") << "1.9" << "1.10" << false;
         QTest::newRow("trailing zero equal") << "1.2.0" << "1.2" << false;
-        QTest::newRow("trailing zero equal, reversed") << "1.2" << "1.2.0" << false;
         QTest::newRow("extra component") << "1.2.1" << "1.2" << true;
         QTest::newRow("suffix drops piece") << "2.0-beta" << "1.9" << true;
         QTest::newRow("suffix shifts rest") << "1.2-beta" << "1.1" << false;
         QTest::newRow("2.0b1 is (2)") << "2.0b1" << "2" << false;
         QTest::newRow("V3.1 is (1)") << "V3.1" << "1" << false;
-        QTest::newRow("V3.1 vs 0.9") << "V3.1" << "0.9" << true;
         QTest::newRow("empty vs zeros") << "" << "0.0.0" << false;
-        QTest::newRow("zeros vs empty") << "0.0.0" << "" << false;
-        QTest::newRow("letters vs empty") << "abc" << "" << false;
         QTest::newRow("negative component") << "1.-1" << "1" << false;
-        QTest::newRow("one above negative") << "1" << "1.-1" << true;
         QTest::newRow("explicit plus") << "+2" << "1" << true;
         QTest::newRow("lone sign dropped") << "1.-.5" << "1.4" << true;
         QTest::newRow("double sign dropped") << "1.+-5" << "1" << false;
         QTest::newRow("dots everywhere") << "..1..2.." << "1.2" << false;
         QTest::newRow("spaces drop piece") << "1. 2" << "1" << false;
         QTest::newRow("non-ASCII digits dropped") << "1.٣" << "1" << false;
-        QTest::newRow("fullwidth digits dropped") << "２.0" << "1" << false;
         QTest::newRow("int64 max fits") << "9223372036854775807" << "9223372036854775806" << true;
         QTest::newRow("overflow dropped") << "1.9223372036854775808" << "1" << false;
         QTest::newRow("int64 min fits") << "-9223372036854775808" << "-9223372036854775807" << false;
@@ -54,21 +46,6 @@ private slots:
         // Never both ways, never newer than itself.
         QVERIFY(!(newer && UpdateManager::isNewer(reference, candidate)));
         QVERIFY(!UpdateManager::isNewer(candidate, candidate));
-    }
-
-    void components_data()
-    {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QList<qint64>>("expected");
-        QTest::newRow("plain") << "2.10.3" << QList<qint64>{2, 10, 3};
-        QTest::newRow("suffixes") << "1.2-beta.3rc.4" << QList<qint64>{1, 4};
-        QTest::newRow("signs") << "-0.+7.-12" << QList<qint64>{0, 7, -12};
-        QTest::newRow("nothing") << "...." << QList<qint64>{};
-    }
-    void components()
-    {
-        QFETCH(QString, text);
-        QTEST(versions::components(text), "expected");
     }
 };
 
