@@ -1,10 +1,10 @@
 #include "ProductCatalogManager.h"
 
 #include "platform/Host.h"
-#include "platform/HttpFetch.h"
+#include "platform/RegularFile.h"
+#include "platform/Transfer.h"
 #include "platform/Schedule.h"
 
-#include <QFile>
 #include <QPointer>
 #include <QSaveFile>
 
@@ -22,10 +22,10 @@ ProductCatalogManager::ProductCatalogManager(const QString &hubDirectory, const 
 
 void ProductCatalogManager::loadCache()
 {
-    QFile cache(m_cacheFilePath);
-    if (!cache.open(QIODevice::ReadOnly))
+    const auto bytes = platform::readRegularFile(m_cacheFilePath, m_host.limits.cacheFileSize);
+    if (!bytes)
         return;
-    const auto products = Product::decodeCatalog(cache.readAll());
+    const auto products = Product::decodeCatalog(*bytes);
     if (products && !products->isEmpty())
         applyProducts(*products);
 }
@@ -35,10 +35,8 @@ QCoro::Task<Outcome> ProductCatalogManager::fetchCatalog()
     QPointer self(this);
     setLoading(true);
 
-    QNetworkRequest request(m_catalogURL);
-    request.setTransferTimeout(int(RequestTimeout.count()));
-    request.setAttribute(QNetworkRequest::CacheLoadControlAttribute, QNetworkRequest::AlwaysNetwork);
-    const platform::FetchedBody fetched = co_await platform::fetchBody(m_host.network, request);
+    const platform::FetchedBody fetched
+        = co_await platform::fetchBody(m_host.network, QNetworkRequest(m_catalogURL), m_host.limits.catalogue);
     if (!self)
         co_return Outcome::failure(QStringLiteral("the catalogue was closed"));
 

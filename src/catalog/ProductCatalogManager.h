@@ -25,7 +25,6 @@ class ProductCatalogManager : public QObject
 
 public:
     static constexpr std::chrono::milliseconds DefaultFetchInterval = std::chrono::hours(6);
-    static constexpr std::chrono::milliseconds RequestTimeout = std::chrono::seconds(10);
 
     // Reads the cache file in `hubDirectory` at once; never fails.
     ProductCatalogManager(const QString &hubDirectory, const QUrl &catalogURL, platform::Host &host,

@@ -80,7 +80,7 @@ QCoro::Task<int> selfUpdate(bool checkOnly, Report &report)
         co_return 1;
     }
     platform::Host &host = platform::Host::system();
-    const selfupdate::FetchedAppcast fetched = co_await selfupdate::fetchAppcast(host.network, config.appcastUrl);
+    const selfupdate::FetchedAppcast fetched = co_await selfupdate::fetchAppcast(host.network, config.appcastUrl, host.limits.appcast);
     if (!fetched.outcome.ok()) {
         report.error = fetched.outcome.outcome.error;
         co_return 1;
@@ -92,7 +92,7 @@ QCoro::Task<int> selfUpdate(bool checkOnly, Report &report)
 
     const auto verifier = SignatureVerifier::fromBase64(config.publicKey);
     const selfupdate::VerifiedDownload download = co_await selfupdate::downloadRelease(
-        host.network, *report.offered, host.paths.downloadsDirectory(), *verifier);
+        host.network, *report.offered, host.paths.downloadsDirectory(), *verifier, host.limits.installer);
     if (!download.outcome.ok()) {
         report.error = QStringLiteral("the release was not saved: ") + download.outcome.outcome.error;
         co_return 1;

@@ -30,11 +30,6 @@ QString L10n::string(const StringKey &key) const
     return isJapanese() ? key.ja : key.en;
 }
 
-QString L10n::text(const QString &en, const QString &ja) const
-{
-    return isJapanese() ? ja : en;
-}
-
 StringKey L10n::lastChecked(const QString &time)
 {
     return {QStringLiteral("Last checked: ") + time + QStringLiteral(" today"),

@@ -28,8 +28,6 @@ public:
     bool isJapanese() const { return m_language == AppLanguage::Ja; }
 
     Q_INVOKABLE QString string(const StringKey &key) const;
-    // An inline pair, for views that hold both literals themselves.
-    Q_INVOKABLE QString text(const QString &en, const QString &ja) const;
 
     static StringKey lastChecked(const QString &time);
     static StringKey updatesAvailable(qint64 count);

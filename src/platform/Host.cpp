@@ -6,6 +6,7 @@
 #include "Network.h"
 #include "PropertyListReader.h"
 #include "Sleeper.h"
+#include "TransferLimits.h"
 
 namespace platform {
 
@@ -17,7 +18,8 @@ Host &Host::system()
     static SystemClock clock;
     static DesktopUrlOpener urlOpener;
     static DesktopFileRevealer revealer(urlOpener);
-    static Host host{sharedNetwork(), paths, propertyLists, sleeper, clock, revealer, urlOpener};
+    static Host host{sharedNetwork(), paths, propertyLists, sleeper, clock, revealer, urlOpener,
+                       NetworkLimits::defaults()};
     return host;
 }
 

@@ -10,6 +10,7 @@ class Sleeper;
 class Clock;
 class FileRevealer;
 class UrlOpener;
+struct NetworkLimits;
 
 // Every service the model needs from the machine. The application uses
 // `system()`; tests build their own from doubles.
@@ -22,6 +23,7 @@ struct Host
     const Clock &clock;
     FileRevealer &revealer;
     UrlOpener &urlOpener;
+    const NetworkLimits &limits;
 
     static Host &system();
 };

@@ -4,6 +4,8 @@
 
 #include <chrono>
 
+class QObject;
+
 namespace platform {
 
 // Waits that the schedules use.
@@ -11,7 +13,9 @@ class Sleeper
 {
 public:
     virtual ~Sleeper() = default;
-    virtual QCoro::Task<> sleep(std::chrono::milliseconds duration) = 0;
+    // Ends after `duration`, or as soon as `owner` is destroyed, so that a
+    // schedule whose owner has gone ends too instead of sleeping forever.
+    virtual QCoro::Task<> sleep(std::chrono::milliseconds duration, const QObject *owner) = 0;
 };
 
 // Sleeps on CLOCK_BOOTTIME, which keeps counting while the computer is
@@ -19,7 +23,7 @@ public:
 class BootClockSleeper final : public Sleeper
 {
 public:
-    QCoro::Task<> sleep(std::chrono::milliseconds duration) override;
+    QCoro::Task<> sleep(std::chrono::milliseconds duration, const QObject *owner) override;
 };
 
 } // namespace platform

@@ -2,6 +2,7 @@
 
 #include "SignatureVerifier.h"
 #include "platform/ServiceAddress.h"
+#include "platform/XmlDepth.h"
 #include "updates/UpdateManager.h"
 
 #include <QXmlStreamReader>
@@ -153,6 +154,8 @@ std::optional<Appcast> Appcast::parse(const QByteArray &document, QString *error
     };
     if (document.size() > MaximumSize)
         return fail(QStringLiteral("the appcast is longer than %1 bytes").arg(MaximumSize));
+    if (platform::xmlShape(document, MaximumDepth) == platform::XmlShape::TooDeep)
+        return fail(QStringLiteral("the appcast nests elements more than %1 levels deep").arg(MaximumDepth));
 
     QXmlStreamReader reader(document);
     // Up to the root element; feeds have no use for a DTD and its entities.

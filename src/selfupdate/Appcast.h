@@ -43,6 +43,8 @@ public:
     static constexpr auto SparkleNamespace = "http://www.andymatuschak.org/xml-namespaces/sparkle";
     // Longer documents are refused unread.
     static constexpr qsizetype MaximumSize = 1024 * 1024;
+    // Real appcasts nest five levels; deeper ones are refused unread.
+    static constexpr int MaximumDepth = 64;
 
     // No value, and a reason in `error`, when the document is too long, is
     // not well-formed XML (a DTD counts as not well-formed) or is not an RSS

@@ -2,9 +2,8 @@
 
 #include "Appcast.h"
 #include "UpdateProblem.h"
-#include "platform/Outcome.h"
+#include "platform/TransferLimits.h"
 
-#include <QByteArray>
 #include <QCoro/QCoroTask>
 #include <QUrl>
 
@@ -14,25 +13,13 @@ class QNetworkAccessManager;
 
 namespace selfupdate {
 
-struct CappedBody
-{
-    Outcome outcome;
-    QByteArray body;
-    bool tooLong; // the failure was the cap
-};
-
-// GET with a cap: the transfer is abandoned as soon as the body (or its
-// announced length) passes `limit` bytes. Status 200 to 299 only; every
-// redirect must keep to https, or http to a loopback host.
-QCoro::Task<CappedBody> fetchAtMost(QNetworkAccessManager &network, QUrl url, qint64 limit);
-
 struct FetchedAppcast
 {
     UpdateOutcome outcome;
     std::optional<Appcast> appcast;
 };
 
-// Downloads and parses the appcast, at most Appcast::MaximumSize bytes.
-QCoro::Task<FetchedAppcast> fetchAppcast(QNetworkAccessManager &network, QUrl url);
+// Downloads and parses the appcast within `limits`.
+QCoro::Task<FetchedAppcast> fetchAppcast(QNetworkAccessManager &network, QUrl url, platform::TransferLimits limits);
 
 } // namespace selfupdate

@@ -22,7 +22,7 @@ QString releaseFileName(const AppcastItem &item)
 
 QCoro::Task<VerifiedDownload> downloadRelease(QNetworkAccessManager &network, AppcastItem item,
                                               QString downloadsDirectory, const SignatureVerifier &verifier,
-                                              installers::DownloadControl *control)
+                                              platform::TransferLimits limits, installers::DownloadControl *control)
 {
     if (downloadsDirectory.isEmpty())
         co_return {UpdateOutcome::failure(UpdateProblem::Storage, QStringLiteral("the desktop names no Downloads folder")), {}};
@@ -43,7 +43,9 @@ QCoro::Task<VerifiedDownload> downloadRelease(QNetworkAccessManager &network, Ap
     UpdateProblem refusal = UpdateProblem::None;
     installers::DownloadOptions options;
     options.control = &watch;
-    options.sizeLimit = item.length;
+    // The appcast names the length; nothing longer is wanted.
+    limits.maximumBytes = limits.maximumBytes < 0 ? item.length : std::min(limits.maximumBytes, item.length);
+    options.limits = limits;
     options.check = [&](const QString &path) {
         if (QFileInfo(path).size() != item.length) {
             refusal = UpdateProblem::Length;

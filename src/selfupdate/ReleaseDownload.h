@@ -2,6 +2,7 @@
 
 #include "Appcast.h"
 #include "UpdateProblem.h"
+#include "platform/TransferLimits.h"
 
 #include <QCoro/QCoroTask>
 #include <QString>
@@ -31,6 +32,7 @@ QString releaseFileName(const AppcastItem &item);
 // fails (or is cancelled through `control`) leaves no file behind.
 QCoro::Task<VerifiedDownload> downloadRelease(QNetworkAccessManager &network, AppcastItem item,
                                               QString downloadsDirectory, const SignatureVerifier &verifier,
+                                              platform::TransferLimits limits,
                                               installers::DownloadControl *control = nullptr);
 
 } // namespace selfupdate

@@ -39,12 +39,14 @@ QString decodeReferences(QStringView value)
 {
     QString decoded;
     for (qsizetype i = 0; i < value.size(); ++i) {
-        const qsizetype end = value.at(i) == u'&' ? value.indexOf(u';', i) : -1;
-        if (end < 0 || end - i > 10) {
+        // A reference is short: look for its ';' only that far, so a value
+        // of many '&' stays linear.
+        const qsizetype end = value.at(i) == u'&' ? value.mid(i, 11).indexOf(u';') : -1;
+        if (end < 0) {
             decoded += value.at(i);
             continue;
         }
-        const QStringView name = value.mid(i + 1, end - i - 1);
+        const QStringView name = value.mid(i + 1, end - 1);
         char32_t code = 0;
         bool ok = true;
         if (name == u"amp")
@@ -68,7 +70,7 @@ QString decodeReferences(QStringView value)
             continue;
         }
         decoded += QString::fromUcs4(&code, 1);
-        i = end;
+        i += end;
     }
     return decoded;
 }

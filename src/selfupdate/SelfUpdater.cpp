@@ -10,6 +10,8 @@
 #include "platform/Host.h"
 #include "platform/HostPaths.h"
 #include "platform/Settings.h"
+#include "platform/Transfer.h"
+#include "platform/TransferLimits.h"
 #include "platform/Schedule.h"
 #include "updates/InstallerDownload.h"
 #include "updates/UpdateManager.h"
@@ -104,7 +106,7 @@ QCoro::Task<> SelfUpdater::check(bool userInitiated)
         finishWithProblem(UpdateOutcome::failure(UpdateProblem::Configuration, valid.error));
         co_return;
     }
-    const selfupdate::FetchedAppcast fetched = co_await selfupdate::fetchAppcast(m_host.network, m_config.appcastUrl);
+    const selfupdate::FetchedAppcast fetched = co_await selfupdate::fetchAppcast(m_host.network, m_config.appcastUrl, m_host.limits.appcast);
     if (!self || session != m_session)
         co_return;
     recordCheck();
@@ -134,7 +136,8 @@ QCoro::Task<> SelfUpdater::check(bool userInitiated)
 QCoro::Task<> SelfUpdater::fetchReleaseNotes(QUrl link, quint64 session)
 {
     QPointer self(this);
-    const selfupdate::CappedBody fetched = co_await selfupdate::fetchAtMost(m_host.network, link, Appcast::MaximumSize);
+    const platform::FetchedBody fetched
+        = co_await platform::fetchBody(m_host.network, QNetworkRequest(link), m_host.limits.appcast);
     if (!self || session != m_session || !fetched.outcome.ok())
         co_return;
     setReleaseNotes(releasenotes::sanitize(QString::fromUtf8(fetched.body)));
@@ -166,7 +169,7 @@ QCoro::Task<> SelfUpdater::runInstall(quint64 session)
     setState(Downloading);
 
     const selfupdate::VerifiedDownload result = co_await selfupdate::downloadRelease(
-        m_host.network, *m_offer, m_host.paths.downloadsDirectory(), *verifier, control);
+        m_host.network, *m_offer, m_host.paths.downloadsDirectory(), *verifier, m_host.limits.installer, control);
     if (!self)
         co_return;
     control->deleteLater();

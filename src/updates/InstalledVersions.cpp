@@ -9,12 +9,10 @@ QMap<QString, QString> UpdateManager::installedVersions(const Product &product, 
     QMap<QString, QString> versions;
     const Product::FormatPaths paths = product.resolvedPaths(homePath);
     for (auto it = paths.cbegin(); it != paths.cend(); ++it) {
-        const auto info = reader.readDictionary(it.value() + QStringLiteral("/Contents/Info.plist"));
-        if (!info)
-            continue;
-        const QVariant version = info->value(QStringLiteral("CFBundleShortVersionString"));
-        if (version.typeId() == QMetaType::QString)
-            versions.insert(it.key(), version.toString());
+        const auto version = reader.readString(it.value() + QStringLiteral("/Contents/Info.plist"),
+                                               "CFBundleShortVersionString");
+        if (version)
+            versions.insert(it.key(), *version);
     }
     return versions;
 }

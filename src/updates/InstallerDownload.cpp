@@ -1,12 +1,8 @@
 #include "InstallerDownload.h"
-#include "platform/DeleteLater.h"
 
-#include "platform/HttpFetch.h"
+#include "platform/Transfer.h"
 
-#include <QCoroNetworkReply>
 #include <QDir>
-#include <QNetworkAccessManager>
-#include <QNetworkReply>
 #include <QPointer>
 #include <QTemporaryFile>
 
@@ -16,12 +12,10 @@
 #include <memory>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace installers {
 namespace {
-
-// Without progress for this long, a transfer is given up.
-constexpr int StallTimeoutMs = 60 * 1000;
 
 QString lastPathComponent(const QUrl &url)
 {
@@ -35,15 +29,39 @@ QString lastPathComponent(const QUrl &url)
     return QUrl::fromPercentEncoding(path.section(u'/', -1).toUtf8());
 }
 
-// Whether the whole body arrived, whatever HTTP status came with it.
-bool transferCompleted(const QNetworkReply &reply)
+// A failed write in plain words.
+QString describeWriteError(int error)
 {
-    if (!reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).isValid())
-        return false;
-    const int error = reply.error();
-    const bool httpStatusError = (error >= QNetworkReply::ContentAccessDenied && error <= QNetworkReply::UnknownContentError)
-        || (error >= QNetworkReply::InternalServerError && error <= QNetworkReply::UnknownServerError);
-    return error == QNetworkReply::NoError || httpStatusError;
+    switch (error) {
+    case ENOSPC:
+        return QStringLiteral("the disk is full");
+    case EDQUOT:
+        return QStringLiteral("the disk quota is used up");
+    case EROFS:
+        return QStringLiteral("the Downloads folder is read-only");
+    case EACCES:
+    case EPERM:
+        return QStringLiteral("permission denied");
+    default:
+        return QString::fromLocal8Bit(std::strerror(error));
+    }
+}
+
+// 0, or the errno of the write that failed.
+int writeAll(int fd, const QByteArray &bytes)
+{
+    const char *data = bytes.constData();
+    qsizetype left = bytes.size();
+    while (left > 0) {
+        const ssize_t written = ::write(fd, data, size_t(left));
+        if (written < 0 && errno == EINTR)
+            continue;
+        if (written <= 0)
+            return written < 0 ? errno : ENOSPC;
+        data += written;
+        left -= written;
+    }
+    return 0;
 }
 
 } // namespace
@@ -80,49 +98,25 @@ QCoro::Task<DownloadResult> download(QNetworkAccessManager &network, QUrl url, Q
     if (!partial.open())
         co_return {Outcome::failure(QStringLiteral("cannot write into %1: %2").arg(downloadsDirectory, partial.errorString())), {}};
 
-    QNetworkRequest request(url);
-    request.setTransferTimeout(StallTimeoutMs);
-    const LaterPtr<QNetworkReply> reply(network.get(request));
-    // Keep at most this much in memory; the rest waits in the socket.
-    reply->setReadBufferSize(1024 * 1024);
-    if (control) {
-        QObject::connect(reply.get(), &QNetworkReply::downloadProgress, control, &DownloadControl::progress);
-        QObject::connect(control, &DownloadControl::cancelRequested, reply.get(), &QNetworkReply::abort);
-    }
-    bool writeFailed = false;
-    bool tooLarge = false;
-    qint64 written = 0;
-    QObject::connect(reply.get(), &QNetworkReply::readyRead, reply.get(), [&] {
-        const QByteArray chunk = reply->readAll();
-        if (writeFailed || tooLarge)
-            return;
-        if (options.sizeLimit >= 0 && written + chunk.size() > options.sizeLimit) {
-            tooLarge = true;
-            reply->abort();
-        } else if (partial.write(chunk) != chunk.size()) {
-            writeFailed = true;
-            reply->abort();
-        }
-        written += chunk.size();
+    int writeError = 0;
+    platform::Transfer transfer(network, QNetworkRequest(url), options.limits, [&](const QByteArray &chunk) {
+        writeError = writeAll(partial.handle(), chunk);
+        return writeError == 0;
     });
-    co_await qCoro(reply.get()).waitForFinished();
+    if (control) {
+        QObject::connect(&transfer, &platform::Transfer::progress, control, &DownloadControl::progress);
+        QObject::connect(control, &DownloadControl::cancelRequested, &transfer, &platform::Transfer::cancel);
+    }
+    const platform::TransferResult result = co_await transfer.run();
 
-    if (control && control->isCancelled())
+    if (result.cancelled || (control && control->isCancelled()))
         co_return {Outcome::failure(QStringLiteral("the download was cancelled")), {}};
-    if (tooLarge)
-        co_return {Outcome::failure(QStringLiteral("the download is larger than %1 bytes").arg(options.sizeLimit)), {}, true};
-    if (writeFailed)
-        co_return {Outcome::failure(QStringLiteral("writing the installer failed: %1").arg(partial.errorString())), {}};
-    if (!transferCompleted(*reply))
-        co_return {Outcome::failure(reply->errorString()), {}};
-    // The status is not examined: an error page is saved like any body.
-    const QByteArray rest = reply->readAll();
-    if (options.sizeLimit >= 0 && written + rest.size() > options.sizeLimit)
-        co_return {Outcome::failure(QStringLiteral("the download is larger than %1 bytes").arg(options.sizeLimit)), {}, true};
-    if (partial.write(rest) != rest.size() || !partial.flush())
-        co_return {Outcome::failure(QStringLiteral("writing the installer failed: %1").arg(partial.errorString())), {}};
-    if (!platform::bodyIsComplete(*reply, partial.size()))
-        co_return {Outcome::failure(QStringLiteral("the download broke off")), {}};
+    if (writeError != 0)
+        co_return {Outcome::failure(QStringLiteral("writing the installer failed: %1").arg(describeWriteError(writeError))), {}};
+    if (!result.outcome.ok())
+        co_return {result.outcome, {}, result.tooLarge};
+    if (::fsync(partial.handle()) != 0)
+        co_return {Outcome::failure(QStringLiteral("writing the installer failed: %1").arg(describeWriteError(errno))), {}};
     // Temporary files are private; a saved installer gets the mode any
     // other new file in Downloads would.
     const mode_t mask = ::umask(0);
@@ -139,7 +133,7 @@ QCoro::Task<DownloadResult> download(QNetworkAccessManager &network, QUrl url, Q
     // refuses to replace a folder.
     const QString destination = downloadsDirectory + u'/' + fileName;
     if (std::rename(QFile::encodeName(partial.fileName()).constData(), QFile::encodeName(destination).constData()) != 0)
-        co_return {Outcome::failure(QStringLiteral("cannot save %1: %2").arg(destination, QString::fromLocal8Bit(std::strerror(errno)))), {}};
+        co_return {Outcome::failure(QStringLiteral("cannot save %1: %2").arg(destination, describeWriteError(errno))), {}};
     partial.setAutoRemove(false);
     co_return {Outcome::success(), destination};
 }

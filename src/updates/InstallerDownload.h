@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Outcome.h"
+#include "platform/TransferLimits.h"
 
 #include <QCoro/QCoroTask>
 #include <QObject>
@@ -18,7 +19,7 @@ struct DownloadResult
 {
     Outcome outcome;
     QString savedPath;
-    bool tooLarge = false; // failed because the body passed DownloadOptions::sizeLimit
+    bool tooLarge = false; // failed because the body passed the size limit
 };
 
 // The name an installer is saved under: the URL's last path component,
@@ -59,8 +60,8 @@ struct DownloadOptions
 {
     // Progress and cancellation; may be null.
     DownloadControl *control = nullptr;
-    // A body growing past this many bytes is aborted; -1 for no limit.
-    qint64 sizeLimit = -1;
+    // Size and time; the defaults bound nothing but a stall.
+    platform::TransferLimits limits;
     // Runs on the complete, closed temporary file before it is moved into
     // place; a failure deletes the file and fails the download.
     std::function<Outcome(const QString &temporaryPath)> check;
@@ -68,8 +69,9 @@ struct DownloadOptions
 
 // Streams `url` into a hidden temporary file inside `downloadsDirectory`,
 // then renames it over `<downloadsDirectory>/<fileName>` in one step.
-// Whatever the server answers is saved; the temporary file never outlives
-// a download that did not complete.
+// Whatever the server answers is saved, whatever its status; a transfer
+// that fails in any way (transport, decompression, size, time, writing)
+// leaves the destination as it was and no temporary file behind.
 QCoro::Task<DownloadResult> download(QNetworkAccessManager &network, QUrl url, QString fileName,
                                      QString downloadsDirectory, DownloadOptions options = {});
 

@@ -6,7 +6,7 @@
 #include "platform/Desktop.h"
 #include "platform/Host.h"
 #include "platform/HostPaths.h"
-#include "platform/HttpFetch.h"
+#include "platform/Transfer.h"
 #include "platform/Schedule.h"
 
 #include <algorithm>
@@ -74,9 +74,8 @@ QCoro::Task<UpdateManager::FetchedVersions> UpdateManager::fetchVersions()
 {
     if (!m_versionsURL.isValid())
         co_return {Outcome::failure(QStringLiteral("bad versions URL")), {}};
-    QNetworkRequest request(m_versionsURL);
-    request.setTransferTimeout(60 * 1000);
-    const platform::FetchedBody fetched = co_await platform::fetchBody(m_host.network, request);
+    const platform::FetchedBody fetched
+        = co_await platform::fetchBody(m_host.network, QNetworkRequest(m_versionsURL), m_host.limits.feed);
     if (!fetched.outcome.ok())
         co_return {fetched.outcome, {}};
     auto records = PluginVersionInfo::decodeFeed(fetched.body);
@@ -174,7 +173,10 @@ QCoro::Task<installers::DownloadResult> UpdateManager::download(QString pluginId
     } else if (!name) {
         result.outcome = Outcome::failure(QStringLiteral("no safe file name for %1").arg(pluginId));
     } else {
-        result = co_await installers::download(m_host.network, url, *name, m_host.paths.downloadsDirectory());
+        installers::DownloadOptions options;
+        options.limits = m_host.limits.installer;
+        result = co_await installers::download(m_host.network, url, *name, m_host.paths.downloadsDirectory(),
+                                               std::move(options));
         if (result.outcome.ok() && reveal)
             m_host.revealer.reveal(result.savedPath);
     }

@@ -43,7 +43,7 @@ private slots:
         l10n.setLanguage(AppLanguage::Ja);
         QCOMPARE(changed.count(), 1);
         QCOMPARE(platform::hubSettings().value(L10n::SettingsKey).toString(), "ja");
-        QCOMPARE(l10n.text("Updates", "アップデート"), "アップデート");
+        QCOMPARE(l10n.string(StringKey{"Updates", "アップデート"}), "アップデート");
         QCOMPARE(L10n().language(), AppLanguage::Ja);
     }
 

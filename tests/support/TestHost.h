@@ -6,6 +6,7 @@
 #include "platform/HostPaths.h"
 #include "platform/PropertyListReader.h"
 #include "platform/Sleeper.h"
+#include "platform/TransferLimits.h"
 
 #include <QNetworkAccessManager>
 #include <QStringList>
@@ -47,5 +48,6 @@ public:
     FixedClock clock;
     RecordingRevealer revealer;
     RecordingUrlOpener urlOpener;
-    platform::Host host{network, paths, propertyLists, sleeper, clock, revealer, urlOpener};
+    platform::NetworkLimits limits; // tests shrink these instead of waiting
+    platform::Host host{network, paths, propertyLists, sleeper, clock, revealer, urlOpener, limits};
 };

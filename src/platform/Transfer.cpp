@@ -1,0 +1,240 @@
+#include "Transfer.h"
+
+#include "DeleteLater.h"
+#include "ServiceAddress.h"
+
+#include <QCoroNetworkReply>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QTimer>
+
+namespace platform {
+namespace {
+
+// Keep at most this much of a body in memory; the rest waits in the socket.
+constexpr qint64 ReadBufferSize = 1024 * 1024;
+
+// The error Qt files an answer under from its status alone (mirrors
+// qhttpthreaddelegate.cpp). Any other error means the transfer failed.
+QNetworkReply::NetworkError errorForStatus(int status)
+{
+    switch (status) {
+    case 400: return QNetworkReply::ProtocolInvalidOperationError;
+    case 401: return QNetworkReply::AuthenticationRequiredError;
+    case 403: return QNetworkReply::ContentAccessDenied;
+    case 404: return QNetworkReply::ContentNotFoundError;
+    case 405: return QNetworkReply::ContentOperationNotPermittedError;
+    case 407: return QNetworkReply::ProxyAuthenticationRequiredError;
+    case 409: return QNetworkReply::ContentConflictError;
+    case 410: return QNetworkReply::ContentGoneError;
+    case 418: return QNetworkReply::ProtocolInvalidOperationError;
+    case 500: return QNetworkReply::InternalServerError;
+    case 501: return QNetworkReply::OperationNotImplementedError;
+    case 503: return QNetworkReply::ServiceUnavailableError;
+    default:
+        if (status > 500)
+            return QNetworkReply::UnknownServerError;
+        if (status >= 400)
+            return QNetworkReply::UnknownContentError;
+        return QNetworkReply::NoError;
+    }
+}
+
+QString seconds(std::chrono::milliseconds duration)
+{
+    const double value = double(duration.count()) / 1000.0;
+    return QStringLiteral("%1 s").arg(value, 0, 'g', 3);
+}
+
+// A transport failure in words a user understands.
+QString describe(const QNetworkReply &reply, const TransferLimits &limits)
+{
+    const QString host = reply.url().host();
+    switch (reply.error()) {
+    case QNetworkReply::ConnectionRefusedError:
+        return QStringLiteral("%1 refused the connection").arg(host);
+    case QNetworkReply::RemoteHostClosedError:
+        return QStringLiteral("%1 closed the connection before answering").arg(host);
+    case QNetworkReply::HostNotFoundError:
+        return QStringLiteral("the server %1 was not found").arg(host);
+    case QNetworkReply::TimeoutError:
+        return QStringLiteral("connecting to %1 timed out").arg(host);
+    case QNetworkReply::OperationCanceledError:
+        // Nothing of ours stopped it: Qt's no-progress timer did.
+        return QStringLiteral("timed out: nothing arrived for %1").arg(seconds(limits.stallTimeout));
+    case QNetworkReply::SslHandshakeFailedError:
+        return QStringLiteral("the secure connection to %1 failed: %2").arg(host, reply.errorString());
+    case QNetworkReply::TemporaryNetworkFailureError:
+    case QNetworkReply::NetworkSessionFailedError:
+        return QStringLiteral("the network is unavailable");
+    default:
+        break;
+    }
+    if (reply.errorString().startsWith(QLatin1String("Decompression failed")))
+        return QStringLiteral("the server sent a damaged compressed body");
+    return reply.errorString();
+}
+
+QString sizeText(qint64 bytes)
+{
+    constexpr qint64 MiB = 1024 * 1024;
+    if (bytes >= MiB && bytes % MiB == 0)
+        return QStringLiteral("%1 MiB").arg(bytes / MiB);
+    return QStringLiteral("%1 bytes").arg(bytes);
+}
+
+} // namespace
+
+Transfer::Transfer(QNetworkAccessManager &network, QNetworkRequest request, TransferLimits limits, Sink sink,
+                   QObject *parent)
+    : QObject(parent)
+    , m_network(network)
+    , m_request(std::move(request))
+    , m_limits(limits)
+    , m_sink(std::move(sink))
+{
+}
+
+Transfer::~Transfer()
+{
+    if (m_reply) {
+        m_reply->disconnect(this);
+        m_reply->abort();
+    }
+}
+
+QCoro::Task<TransferResult> Transfer::run()
+{
+    m_hop = m_request.url();
+    if (!links::isTrustedTransport(m_hop))
+        co_return {Outcome::failure(QStringLiteral("refusing %1: use https, or http only for this machine").arg(m_hop.toString()))};
+
+    m_request.setTransferTimeout(int(m_limits.stallTimeout.count()));
+    m_request.setAttribute(QNetworkRequest::CacheLoadControlAttribute, QNetworkRequest::AlwaysNetwork);
+    m_request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::UserVerifiedRedirectPolicy);
+    const LaterPtr<QNetworkReply> reply(m_network.get(m_request));
+    m_reply = reply.get();
+    reply->setReadBufferSize(ReadBufferSize);
+
+    connect(m_reply, &QNetworkReply::redirected, this, [this](const QUrl &target) {
+        const bool downgrade = m_hop.scheme().compare(QLatin1String("https"), Qt::CaseInsensitive) == 0
+            && target.scheme().compare(QLatin1String("https"), Qt::CaseInsensitive) != 0;
+        if (downgrade || !links::isTrustedTransport(target)) {
+            m_refusedHop = target;
+            stop(Stop::Redirect);
+            return;
+        }
+        m_hop = target;
+        emit m_reply->redirectAllowed();
+    });
+    connect(m_reply, &QNetworkReply::readyRead, this, &Transfer::deliver);
+    connect(m_reply, &QNetworkReply::downloadProgress, this, [this](qint64 received, qint64 total) {
+        if (m_limits.maximumBytes >= 0 && total > m_limits.maximumBytes)
+            stop(Stop::TooLarge);
+        else
+            emit progress(received, total);
+    });
+    QTimer deadline;
+    if (m_limits.totalTimeout.count() > 0) {
+        deadline.setSingleShot(true);
+        connect(&deadline, &QTimer::timeout, this, [this] { stop(Stop::TimedOut); });
+        deadline.start(m_limits.totalTimeout);
+    }
+
+    if (!reply->isFinished())
+        co_await qCoro(reply.get()).waitForFinished();
+    deadline.stop();
+    deliver();
+    const TransferResult result = finish();
+    m_reply->disconnect(this);
+    m_reply = nullptr;
+    co_return result;
+}
+
+void Transfer::cancel()
+{
+    stop(Stop::Cancelled);
+}
+
+void Transfer::deliver()
+{
+    if (!m_reply || m_stop != Stop::None)
+        return;
+    const QByteArray chunk = m_reply->readAll();
+    if (chunk.isEmpty())
+        return;
+    m_received += chunk.size();
+    if (m_limits.maximumBytes >= 0 && m_received > m_limits.maximumBytes)
+        stop(Stop::TooLarge);
+    else if (!m_sink(chunk))
+        stop(Stop::SinkFailed);
+}
+
+void Transfer::stop(Stop reason)
+{
+    if (m_stop != Stop::None || !m_reply)
+        return;
+    m_stop = reason;
+    // Aborting finishes the reply at once, which resumes run() and may end
+    // this object's owner; from the event loop, no caller is left on the stack.
+    QMetaObject::invokeMethod(m_reply, &QNetworkReply::abort, Qt::QueuedConnection);
+}
+
+TransferResult Transfer::finish()
+{
+    TransferResult result;
+    const QVariant status = m_reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
+    result.httpStatus = status.isValid() ? status.toInt() : 0;
+    switch (m_stop) {
+    case Stop::Cancelled:
+        result.cancelled = true;
+        result.outcome = Outcome::failure(QStringLiteral("cancelled"));
+        return result;
+    case Stop::TooLarge:
+        result.tooLarge = true;
+        result.outcome = Outcome::failure(QStringLiteral("the answer is larger than the limit of %1").arg(sizeText(m_limits.maximumBytes)));
+        return result;
+    case Stop::SinkFailed:
+        result.outcome = Outcome::failure(QStringLiteral("the answer could not be stored"));
+        return result;
+    case Stop::Redirect:
+        result.outcome = Outcome::failure(
+            QStringLiteral("refusing a redirect to %1: only https, or http to this machine, and never from https to http")
+                .arg(m_refusedHop.toString()));
+        return result;
+    case Stop::TimedOut:
+        result.outcome = Outcome::failure(QStringLiteral("timed out after %1").arg(seconds(m_limits.totalTimeout)));
+        return result;
+    case Stop::None:
+        break;
+    }
+    if (!status.isValid() || m_reply->error() != errorForStatus(result.httpStatus)) {
+        result.outcome = Outcome::failure(describe(*m_reply, m_limits));
+        return result;
+    }
+    const QVariant announced = m_reply->header(QNetworkRequest::ContentLengthHeader);
+    if (announced.isValid() && announced.toLongLong() != m_received) {
+        result.outcome = Outcome::failure(QStringLiteral("the answer broke off after %1 of %2 bytes")
+                                              .arg(m_received)
+                                              .arg(announced.toLongLong()));
+        return result;
+    }
+    return result;
+}
+
+QCoro::Task<FetchedBody> fetchBody(QNetworkAccessManager &network, QNetworkRequest request, TransferLimits limits)
+{
+    QByteArray body;
+    Transfer transfer(network, std::move(request), limits, [&body](const QByteArray &chunk) {
+        body += chunk;
+        return true;
+    });
+    const TransferResult result = co_await transfer.run();
+    if (!result.outcome.ok())
+        co_return {result.outcome, {}, result.tooLarge};
+    if (result.httpStatus < 200 || result.httpStatus > 299)
+        co_return {Outcome::failure(QStringLiteral("the server answered HTTP %1").arg(result.httpStatus)), {}, false};
+    co_return {Outcome::success(), std::move(body), false};
+}
+
+} // namespace platform

@@ -1,0 +1,86 @@
+#pragma once
+
+#include "Outcome.h"
+#include "TransferLimits.h"
+
+#include <QByteArray>
+#include <QCoro/QCoroTask>
+#include <QNetworkRequest>
+#include <QObject>
+
+#include <functional>
+
+class QNetworkAccessManager;
+class QNetworkReply;
+
+namespace platform {
+
+struct TransferResult
+{
+    Outcome outcome;
+    int httpStatus = 0;   // of the last hop; 0 when none arrived
+    bool tooLarge = false;
+    bool cancelled = false;
+};
+
+// One GET under the rules every request of the hub follows, whatever it
+// fetches:
+// - every redirect hop must be https, or plain http to this machine, and
+//   never from https to http;
+// - the body may not grow past `maximumBytes`, counted as it arrives;
+// - the transfer fails after `stallTimeout` without data and after
+//   `totalTimeout` in all;
+// - a body that broke off, or whose compression is damaged, fails.
+// Bodies of every HTTP status reach the sink; what a status means is the
+// caller's decision. The sink returns false to stop (a write failed).
+class Transfer : public QObject
+{
+    Q_OBJECT
+
+public:
+    using Sink = std::function<bool(const QByteArray &chunk)>;
+
+    Transfer(QNetworkAccessManager &network, QNetworkRequest request, TransferLimits limits, Sink sink,
+             QObject *parent = nullptr);
+    ~Transfer() override;
+
+    // Runs once.
+    QCoro::Task<TransferResult> run();
+
+public slots:
+    // Stops the transfer; run() then ends as cancelled.
+    void cancel();
+
+signals:
+    // `total` is -1 while the server has not announced a length.
+    void progress(qint64 received, qint64 total);
+
+private:
+    enum class Stop { None, Cancelled, TooLarge, SinkFailed, Redirect, TimedOut };
+
+    void deliver();
+    void stop(Stop reason);
+    TransferResult finish();
+
+    QNetworkAccessManager &m_network;
+    QNetworkRequest m_request;
+    const TransferLimits m_limits;
+    Sink m_sink;
+    QNetworkReply *m_reply = nullptr;
+    QUrl m_hop;
+    Stop m_stop = Stop::None;
+    QUrl m_refusedHop;
+    qint64 m_received = 0;
+};
+
+struct FetchedBody
+{
+    Outcome outcome;
+    QByteArray body;
+    bool tooLarge = false;
+};
+
+// A whole body of a 2xx answer, held in memory up to `limits.maximumBytes`.
+QCoro::Task<FetchedBody> fetchBody(QNetworkAccessManager &network, QNetworkRequest request, TransferLimits limits);
+
+} // namespace platform
