@@ -13,6 +13,8 @@ namespace {
 
 // Keep at most this much of a body in memory; the rest waits in the socket.
 constexpr qint64 ReadBufferSize = 1024 * 1024;
+// As many as browsers follow.
+constexpr int MaximumRedirects = 20;
 
 // The error Qt files an answer under from its status alone (mirrors
 // qhttpthreaddelegate.cpp). Any other error means the transfer failed.
@@ -54,7 +56,7 @@ QString describe(const QNetworkReply &reply, const TransferLimits &limits)
     case QNetworkReply::ConnectionRefusedError:
         return QStringLiteral("%1 refused the connection").arg(host);
     case QNetworkReply::RemoteHostClosedError:
-        return QStringLiteral("%1 closed the connection before answering").arg(host);
+        return QStringLiteral("the connection to %1 broke off").arg(host);
     case QNetworkReply::HostNotFoundError:
         return QStringLiteral("the server %1 was not found").arg(host);
     case QNetworkReply::TimeoutError:
@@ -109,46 +111,80 @@ QCoro::Task<TransferResult> Transfer::run()
     if (!links::isTrustedTransport(m_hop))
         co_return {Outcome::failure(QStringLiteral("refusing %1: use https, or http only for this machine").arg(m_hop.toString()))};
 
-    m_request.setTransferTimeout(int(m_limits.stallTimeout.count()));
-    m_request.setAttribute(QNetworkRequest::CacheLoadControlAttribute, QNetworkRequest::AlwaysNetwork);
-    m_request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::UserVerifiedRedirectPolicy);
-    const LaterPtr<QNetworkReply> reply(m_network.get(m_request));
-    m_reply = reply.get();
-    reply->setReadBufferSize(ReadBufferSize);
-
-    connect(m_reply, &QNetworkReply::redirected, this, [this](const QUrl &target) {
-        const bool downgrade = m_hop.scheme().compare(QLatin1String("https"), Qt::CaseInsensitive) == 0
-            && target.scheme().compare(QLatin1String("https"), Qt::CaseInsensitive) != 0;
-        if (downgrade || !links::isTrustedTransport(target)) {
-            m_refusedHop = target;
-            stop(Stop::Redirect);
-            return;
-        }
-        m_hop = target;
-        emit m_reply->redirectAllowed();
-    });
-    connect(m_reply, &QNetworkReply::readyRead, this, &Transfer::deliver);
-    connect(m_reply, &QNetworkReply::downloadProgress, this, [this](qint64 received, qint64 total) {
-        if (m_limits.maximumBytes >= 0 && total > m_limits.maximumBytes)
-            stop(Stop::TooLarge);
-        else
-            emit progress(received, total);
-    });
     QTimer deadline;
     if (m_limits.totalTimeout.count() > 0) {
         deadline.setSingleShot(true);
         connect(&deadline, &QTimer::timeout, this, [this] { stop(Stop::TimedOut); });
         deadline.start(m_limits.totalTimeout);
     }
+    // Redirects are followed here rather than by Qt, so that every hop
+    // passes the same rule (and because Qt 6.4 loses the answer after a
+    // second automatic hop).
+    for (int hops = 0;; ++hops) {
+        const LaterPtr<QNetworkReply> reply(startHop());
+        if (!reply->isFinished())
+            co_await qCoro(reply.get()).waitForFinished();
+        deliver();
+        m_reply->disconnect(this);
+        const std::optional<QUrl> next = m_stop == Stop::None ? redirectTarget() : std::nullopt;
+        if (!next) {
+            const TransferResult result = finish();
+            m_reply = nullptr;
+            co_return result;
+        }
+        m_reply = nullptr;
+        if (!isAllowedHop(m_hop, *next)) {
+            co_return {Outcome::failure(QStringLiteral("refusing a redirect to %1: only https, or http to this machine, "
+                                                       "and never from https to http")
+                                            .arg(next->toString()))};
+        }
+        if (hops + 1 >= MaximumRedirects)
+            co_return {Outcome::failure(QStringLiteral("more than %1 redirects").arg(MaximumRedirects))};
+        m_hop = *next;
+    }
+}
 
-    if (!reply->isFinished())
-        co_await qCoro(reply.get()).waitForFinished();
-    deadline.stop();
-    deliver();
-    const TransferResult result = finish();
-    m_reply->disconnect(this);
-    m_reply = nullptr;
-    co_return result;
+QNetworkReply *Transfer::startHop()
+{
+    QNetworkRequest request = m_request;
+    request.setUrl(m_hop);
+    request.setTransferTimeout(int(m_limits.stallTimeout.count()));
+    request.setAttribute(QNetworkRequest::CacheLoadControlAttribute, QNetworkRequest::AlwaysNetwork);
+    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
+    m_reply = m_network.get(request);
+    m_reply->setReadBufferSize(ReadBufferSize);
+    m_received = 0;
+    connect(m_reply, &QNetworkReply::readyRead, this, &Transfer::deliver);
+    connect(m_reply, &QNetworkReply::downloadProgress, this, [this](qint64 received, qint64 total) {
+        if (isRedirect())
+            return;
+        if (m_limits.maximumBytes >= 0 && total > m_limits.maximumBytes)
+            stop(Stop::TooLarge);
+        else
+            emit progress(received, total);
+    });
+    return m_reply;
+}
+
+bool Transfer::isRedirect() const
+{
+    const int status = m_reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    const bool redirectStatus = status == 301 || status == 302 || status == 303 || status == 307 || status == 308;
+    return redirectStatus && m_reply->hasRawHeader("Location");
+}
+
+std::optional<QUrl> Transfer::redirectTarget() const
+{
+    if (!isRedirect())
+        return std::nullopt;
+    return m_hop.resolved(QUrl::fromEncoded(m_reply->rawHeader("Location")));
+}
+
+bool Transfer::isAllowedHop(const QUrl &from, const QUrl &to)
+{
+    const bool downgrade = from.scheme().compare(QLatin1String("https"), Qt::CaseInsensitive) == 0
+        && to.scheme().compare(QLatin1String("https"), Qt::CaseInsensitive) != 0;
+    return to.isValid() && !downgrade && links::isTrustedTransport(to);
 }
 
 void Transfer::cancel()
@@ -158,9 +194,11 @@ void Transfer::cancel()
 
 void Transfer::deliver()
 {
-    if (!m_reply || m_stop != Stop::None)
+    if (!m_reply || m_stop != Stop::None || !m_reply->isOpen())
         return;
     const QByteArray chunk = m_reply->readAll();
+    if (isRedirect())
+        return; // a redirect's own body is nobody's business
     if (chunk.isEmpty())
         return;
     m_received += chunk.size();
@@ -197,11 +235,6 @@ TransferResult Transfer::finish()
     case Stop::SinkFailed:
         result.outcome = Outcome::failure(QStringLiteral("the answer could not be stored"));
         return result;
-    case Stop::Redirect:
-        result.outcome = Outcome::failure(
-            QStringLiteral("refusing a redirect to %1: only https, or http to this machine, and never from https to http")
-                .arg(m_refusedHop.toString()));
-        return result;
     case Stop::TimedOut:
         result.outcome = Outcome::failure(QStringLiteral("timed out after %1").arg(seconds(m_limits.totalTimeout)));
         return result;
@@ -210,6 +243,11 @@ TransferResult Transfer::finish()
     }
     if (!status.isValid() || m_reply->error() != errorForStatus(result.httpStatus)) {
         result.outcome = Outcome::failure(describe(*m_reply, m_limits));
+        return result;
+    }
+    // Qt can finish without any answer at all (status 100, its placeholder).
+    if (result.httpStatus < 200) {
+        result.outcome = Outcome::failure(QStringLiteral("%1 sent no answer").arg(m_hop.host()));
         return result;
     }
     const QVariant announced = m_reply->header(QNetworkRequest::ContentLengthHeader);

@@ -9,6 +9,7 @@
 #include <QObject>
 
 #include <functional>
+#include <optional>
 
 class QNetworkAccessManager;
 class QNetworkReply;
@@ -56,8 +57,12 @@ signals:
     void progress(qint64 received, qint64 total);
 
 private:
-    enum class Stop { None, Cancelled, TooLarge, SinkFailed, Redirect, TimedOut };
+    enum class Stop { None, Cancelled, TooLarge, SinkFailed, TimedOut };
 
+    QNetworkReply *startHop();
+    bool isRedirect() const;
+    std::optional<QUrl> redirectTarget() const;
+    static bool isAllowedHop(const QUrl &from, const QUrl &to);
     void deliver();
     void stop(Stop reason);
     TransferResult finish();
@@ -69,7 +74,6 @@ private:
     QNetworkReply *m_reply = nullptr;
     QUrl m_hop;
     Stop m_stop = Stop::None;
-    QUrl m_refusedHop;
     qint64 m_received = 0;
 };
 

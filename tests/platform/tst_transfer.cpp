@@ -1,0 +1,134 @@
+#include "platform/Transfer.h"
+#include "support/LocalHttpService.h"
+#include "support/TestSandbox.h"
+
+#include <QCoroTask>
+#include <QNetworkAccessManager>
+#include <QtTest>
+
+using namespace std::chrono_literals;
+using Route = LocalHttpService::Route;
+using platform::TransferLimits;
+Q_DECLARE_METATYPE(LocalHttpService::Route)
+
+namespace {
+
+constexpr qint64 Limit = 64 * 1024;
+const TransferLimits Tight{Limit, 300ms, 600ms};
+
+// Deflate as Content-Encoding: deflate expects it (qCompress adds a length).
+QByteArray deflated(const QByteArray &bytes)
+{
+    return qCompress(bytes, 9).mid(4);
+}
+
+} // namespace
+
+// The rules every request of the hub goes through, tried as a hostile or
+// broken service would. Limits are shrunk so that nothing waits for real.
+class TransferTest : public QObject
+{
+    Q_OBJECT
+
+    LocalHttpService service;
+    QNetworkAccessManager network;
+
+    platform::FetchedBody fetch(const QString &path, TransferLimits limits = Tight)
+    {
+        return QCoro::waitFor(platform::fetchBody(network, QNetworkRequest(service.url(path)), limits));
+    }
+
+private slots:
+    void initTestCase() { QVERIFY(service.listen()); }
+
+    // Each ends as a failure naming its cause, within the limits, holding
+    // no more than the limit.
+    void hostileBodies_data()
+    {
+        QTest::addColumn<Route>("route");
+        QTest::addColumn<QString>("cause");
+        QTest::addColumn<bool>("tooLarge");
+        const QByteArray big(Limit + 1, 'x');
+        QTest::newRow("announced too long") << Route{.body = big} << "larger than the limit" << true;
+        QTest::newRow("endless chunked") << Route{.chunkSize = 16 * 1024, .generatedSize = qint64(1) << 50}
+                                         << "larger than the limit" << true;
+        QTest::newRow("deflate bomb")
+            << Route{.body = deflated(QByteArray(32 * 1024 * 1024, '\0')), .headers = {{"Content-Encoding", "deflate"}}}
+            << "" << false; // Qt's own ratio check or our limit, whichever is first
+        QTest::newRow("corrupt gzip")
+            << Route{.body = QByteArray("\x1f\x8b\x08\x00\x00\x00\x00\x00\x00\x03", 10) + QByteArray(200, '\x7f'),
+                     .headers = {{"Content-Encoding", "gzip"}}}
+            << "damaged compressed body" << false;
+        QTest::newRow("broken off") << Route{.body = QByteArray(4096, 'x'), .truncateAfter = 10} << "broke off" << false;
+        QTest::newRow("drip") << Route{.body = QByteArray(1000, 'x'), .chunkSize = 1, .chunkInterval = 20ms}
+                              << "timed out after 0.6 s" << false;
+        QTest::newRow("silent") << Route{.hang = true} << "nothing arrived for 0.3 s" << false;
+    }
+    void hostileBodies()
+    {
+        QFETCH(Route, route);
+        QFETCH(QString, cause);
+        QFETCH(bool, tooLarge);
+        service.setRoute("/hostile", route);
+        QElapsedTimer clock;
+        clock.start();
+        const auto fetched = fetch("/hostile");
+        QVERIFY(!fetched.outcome.ok());
+        QVERIFY2(fetched.outcome.error.contains(cause), qPrintable(fetched.outcome.error));
+        QCOMPARE(fetched.tooLarge, tooLarge);
+        QVERIFY(fetched.body.isEmpty());
+        QVERIFY(clock.elapsed() < 5000);
+    }
+
+    // Plain http only to this machine, checked at every hop.
+    void redirectHops_data()
+    {
+        QTest::addColumn<QByteArray>("firstHop");
+        QTest::addColumn<bool>("followed");
+        QTest::newRow("loopback, twice") << QByteArray("/hop") << true;
+        QTest::newRow("remote http") << QByteArray("http://downloads.quillmarsh.example/body") << false;
+        QTest::newRow("loopback, then remote http") << QByteArray("/hop-remote") << false;
+        QTest::newRow("another scheme") << QByteArray("ftp://127.0.0.1/body") << false;
+    }
+    void redirectHops()
+    {
+        QFETCH(QByteArray, firstHop);
+        QFETCH(bool, followed);
+        service.setRoute("/start", Route{.redirectTo = firstHop});
+        service.setRoute("/hop", Route{.status = 307, .body = "moved", .redirectTo = "/body"});
+        service.setRoute("/hop-remote", Route{.status = 301, .redirectTo = "http://[::ffff:8.8.8.8]/body"});
+        service.setRoute("/body", Route{.body = "arrived"});
+        const auto fetched = fetch("/start");
+        QCOMPARE(fetched.outcome.ok(), followed);
+        QCOMPARE(fetched.body, followed ? QByteArray("arrived") : QByteArray());
+        if (!followed)
+            QVERIFY2(fetched.outcome.error.startsWith("refusing a redirect"), qPrintable(fetched.outcome.error));
+    }
+
+    // Whatever the status, the body is delivered and the transfer counts as
+    // complete; what a status means is the caller's business.
+    void everyStatusDeliversItsBody_data()
+    {
+        QTest::addColumn<int>("status");
+        for (const int status : {200, 400, 404, 407, 418, 451, 500, 503, 599})
+            QTest::addRow("%d", status) << status;
+    }
+    void everyStatusDeliversItsBody()
+    {
+        QFETCH(int, status);
+        service.setRoute("/status", Route{.status = status, .body = "page"});
+        QByteArray body;
+        platform::Transfer transfer(network, QNetworkRequest(service.url("/status")), Tight, [&](const QByteArray &chunk) {
+            body += chunk;
+            return true;
+        });
+        const auto result = QCoro::waitFor(transfer.run());
+        QVERIFY2(result.outcome.ok(), qPrintable(result.outcome.error));
+        QCOMPARE(result.httpStatus, status);
+        QCOMPARE(body, QByteArray("page"));
+        QCOMPARE(fetch("/status").outcome.ok(), status == 200);
+    }
+};
+
+HUB_TEST_MAIN(TransferTest)
+#include "tst_transfer.moc"
