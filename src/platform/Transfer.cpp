@@ -166,6 +166,14 @@ QNetworkReply *Transfer::startHop()
     return m_reply;
 }
 
+bool Transfer::isUnaskedEncoding() const
+{
+    if (m_request.rawHeader("Accept-Encoding") != "identity")
+        return false;
+    const QByteArray coding = m_reply->rawHeader("Content-Encoding").trimmed().toLower();
+    return !coding.isEmpty() && coding != "identity";
+}
+
 bool Transfer::isRedirect() const
 {
     const int status = m_reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
@@ -199,6 +207,10 @@ void Transfer::deliver()
     const QByteArray chunk = m_reply->readAll();
     if (isRedirect())
         return; // a redirect's own body is nobody's business
+    if (isUnaskedEncoding()) {
+        stop(Stop::Encoded);
+        return;
+    }
     if (chunk.isEmpty())
         return;
     m_received += chunk.size();
@@ -235,11 +247,18 @@ TransferResult Transfer::finish()
     case Stop::SinkFailed:
         result.outcome = Outcome::failure(QStringLiteral("the answer could not be stored"));
         return result;
+    case Stop::Encoded:
+        result.outcome = Outcome::failure(QStringLiteral("the server compressed the file although it was asked not to"));
+        return result;
     case Stop::TimedOut:
         result.outcome = Outcome::failure(QStringLiteral("timed out after %1").arg(seconds(m_limits.totalTimeout)));
         return result;
     case Stop::None:
         break;
+    }
+    if (isUnaskedEncoding()) { // an encoded answer with an empty body
+        result.outcome = Outcome::failure(QStringLiteral("the server compressed the file although it was asked not to"));
+        return result;
     }
     if (!status.isValid() || m_reply->error() != errorForStatus(result.httpStatus)) {
         result.outcome = Outcome::failure(describe(*m_reply, m_limits));

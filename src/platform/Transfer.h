@@ -31,7 +31,9 @@ struct TransferResult
 // - the body may not grow past `maximumBytes`, counted as it arrives;
 // - the transfer fails after `stallTimeout` without data and after
 //   `totalTimeout` in all;
-// - a body that broke off, or whose compression is damaged, fails.
+// - a body that broke off, or whose compression is damaged, fails; a
+//   request that asks for `Accept-Encoding: identity` (files saved as they
+//   are) fails on any encoded answer rather than keep compressed bytes.
 // Bodies of every HTTP status reach the sink; what a status means is the
 // caller's decision. The sink returns false to stop (a write failed).
 class Transfer : public QObject
@@ -57,10 +59,11 @@ signals:
     void progress(qint64 received, qint64 total);
 
 private:
-    enum class Stop { None, Cancelled, TooLarge, SinkFailed, TimedOut };
+    enum class Stop { None, Cancelled, TooLarge, SinkFailed, Encoded, TimedOut };
 
     QNetworkReply *startHop();
     bool isRedirect() const;
+    bool isUnaskedEncoding() const;
     std::optional<QUrl> redirectTarget() const;
     static bool isAllowedHop(const QUrl &from, const QUrl &to);
     void deliver();

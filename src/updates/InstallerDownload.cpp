@@ -99,7 +99,11 @@ QCoro::Task<DownloadResult> download(QNetworkAccessManager &network, QUrl url, Q
         co_return {Outcome::failure(QStringLiteral("cannot write into %1: %2").arg(downloadsDirectory, partial.errorString())), {}};
 
     int writeError = 0;
-    platform::Transfer transfer(network, QNetworkRequest(url), options.limits, [&](const QByteArray &chunk) {
+    // Installers are saved byte for byte as served: nothing is decompressed
+    // on the way, so no damaged or inflated stream can stand in for one.
+    QNetworkRequest request(url);
+    request.setRawHeader("Accept-Encoding", "identity");
+    platform::Transfer transfer(network, request, options.limits, [&](const QByteArray &chunk) {
         writeError = writeAll(partial.handle(), chunk);
         return writeError == 0;
     });

@@ -1,11 +1,83 @@
 #include "catalog/Product.h"
+#include "platform/PropertyListReader.h"
+#include "support/Files.h"
 #include "support/PropertyListWriter.h"
 #include "support/TestSandbox.h"
 #include "updates/UpdateManager.h"
 
 #include <QtTest>
 
+#include <sys/stat.h>
+
 using plistwriter::Format;
+
+namespace {
+
+const QByteArray VersionKey = "CFBundleShortVersionString";
+
+// A binary property list built object by object, for shapes no writer makes.
+// References and offsets are four bytes wide.
+struct BinaryList
+{
+    QList<QByteArray> objects;
+
+    static QByteArray be32(quint32 value) { return QByteArray(4, 0).replace(0, 4, QByteArray::fromHex(QByteArray::number(value, 16).rightJustified(8, '0'))); }
+    static QByteArray marker(int type, qsizetype count)
+    {
+        if (count < 15)
+            return QByteArray(1, char((type << 4) | int(count)));
+        return QByteArray(1, char((type << 4) | 0xF)) + char(0x12) + be32(quint32(count));
+    }
+    int add(const QByteArray &object) { objects << object; return int(objects.size() - 1); }
+    int ascii(const QByteArray &text) { return add(marker(0x5, text.size()) + text); }
+    int utf16(const QString &text)
+    {
+        QByteArray units;
+        for (const QChar c : text)
+            units += char(c.unicode() >> 8), units += char(c.unicode() & 0xFF);
+        return add(marker(0x6, text.size()) + units);
+    }
+    int container(int type, const QList<int> &refs)
+    {
+        QByteArray object = marker(type, type == 0xD ? refs.size() / 2 : refs.size());
+        for (const int ref : refs)
+            object += be32(quint32(ref));
+        return add(object);
+    }
+    QByteArray bytes(int root) const
+    {
+        QByteArray out = "bplist00";
+        QList<quint32> offsets;
+        for (const QByteArray &object : objects)
+            offsets << quint32(out.size()), out += object;
+        const quint32 table = quint32(out.size());
+        for (const quint32 offset : offsets)
+            out += be32(offset);
+        out += QByteArray(6, 0) + char(4) + char(4);
+        return out + QByteArray(4, 0) + be32(quint32(objects.size())) + QByteArray(4, 0) + be32(quint32(root))
+            + QByteArray(4, 0) + be32(table);
+    }
+};
+
+// A dictionary with the version and, under "x", `nested` levels of arrays
+// (or, when `shared`, arrays that each hold the next one twice).
+QByteArray binaryNested(int levels, bool shared)
+{
+    BinaryList list;
+    int inner = list.container(0xA, {});
+    for (int i = 1; i < levels; ++i)
+        inner = list.container(0xA, shared ? QList<int>{inner, inner} : QList<int>{inner});
+    const int key = list.ascii(VersionKey), version = list.ascii("1.0"), x = list.ascii("x");
+    return list.bytes(list.container(0xD, {key, x, version, inner}));
+}
+
+QByteArray xmlNested(int levels)
+{
+    return "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>" + VersionKey + "</key><string>1.0</string><key>x</key>"
+        + QByteArray("<array>").repeated(levels) + QByteArray("</array>").repeated(levels) + "</dict></plist>";
+}
+
+} // namespace
 
 static Product withFormats(const Product::FormatPaths &formats)
 {
@@ -67,6 +139,69 @@ private slots:
         const Product product = withFormats({{"VST3", dir + "Old.vst3"}, {"AAX", dir + "Numeric.aaxplugin"}, {"APP", dir + "Bare.app"}});
         QVERIFY(product.isInstalled());
         QCOMPARE(UpdateManager::installedVersions(product), (QMap<QString, QString>{{"VST3", " 1.0 beta "}}));
+    }
+
+    // libplist reads XML as UTF-8 whatever the declaration says, so a
+    // declared encoding must not hide nesting from the depth check. In
+    // ISO-2022-JP, ESC $ B turns the bytes up to ESC ( B into kanji: decoded
+    // that way, the list below is one comment.
+    void declaredEncodingHidesNoNesting()
+    {
+        const QByteArray hidden = "<dict><key>CFBundleShortVersionString</key><string>1.0</string><key>deep</key>"
+            + QByteArray("<array>").repeated(200) + QByteArray("</array>").repeated(200) + "</dict>";
+        const QByteArray document = "<?xml version=\"1.0\" encoding=\"ISO-2022-JP\"?><plist><!--\x1b$B-->" + hidden
+            + "<!--\x1b(B--></plist>";
+        QVERIFY(!platform::LibPlistReader::stringInBytes(document, "CFBundleShortVersionString"));
+    }
+
+    // No Info.plist can hang, crash or flood the probe: special files, files
+    // over the limit, nesting past the limit (XML or binary, plain or shared
+    // objects), strings holding U+0000. Each gives a version or none.
+    void hostileInfoPlists_data()
+    {
+        QTest::addColumn<QByteArray>("content"); // "fifo", "device", "folder": that kind of file instead
+        QTest::addColumn<QString>("expected");   // null: no version
+        QTest::newRow("fifo") << QByteArray("fifo") << QString();
+        QTest::newRow("link to /dev/zero") << QByteArray("device") << QString();
+        QTest::newRow("folder") << QByteArray("folder") << QString();
+        QTest::newRow("over the limit") << plistwriter::serialize({{VersionKey, "1.0"}, {"pad", QString(1100 * 1024, 'x')}}, Format::Xml) << QString();
+        QTest::newRow("xml nested 100") << xmlNested(100) << "1.0";
+        QTest::newRow("xml nested 60,000") << xmlNested(60000) << QString();
+        QTest::newRow("xml not well-formed") << QByteArray("<plist><dict><key>") + VersionKey + "</key><string>1.0</string></plist>" << QString();
+        QTest::newRow("binary nested 100") << binaryNested(100, false) << "1.0";
+        QTest::newRow("binary nested 100,000") << binaryNested(100000, false) << QString();
+        QTest::newRow("binary shared 2^40") << binaryNested(40, true) << QString();
+        BinaryList zeroValue;
+        const int nulVersion = zeroValue.utf16(QString("1.0") + QChar(0) + "x");
+        QTest::newRow("utf-16 value with U+0000")
+            << zeroValue.bytes(zeroValue.container(0xD, {zeroValue.ascii(VersionKey), nulVersion}))
+            << QString("1.0") + QChar(0) + "x";
+        BinaryList zeroKey;
+        const int keyA = zeroKey.utf16(QString("a") + QChar(0)), keyB = zeroKey.ascii(VersionKey);
+        const int valueA = zeroKey.ascii("9"), valueB = zeroKey.ascii("2.0");
+        QTest::newRow("utf-16 key with U+0000") << zeroKey.bytes(zeroKey.container(0xD, {keyA, keyB, valueA, valueB})) << "2.0";
+        BinaryList cycle;
+        cycle.container(0xA, {0});
+        QTest::newRow("array inside itself") << cycle.bytes(0) << QString();
+    }
+    void hostileInfoPlists()
+    {
+        QFETCH(QByteArray, content);
+        QFETCH(QString, expected);
+        const QString bundle = home() + "/Hostile/" + QTest::currentDataTag() + ".vst3";
+        const QString info = bundle + "/Contents/Info.plist";
+        QVERIFY(QDir().mkpath(bundle + "/Contents"));
+        if (content == "fifo")
+            QCOMPARE(::mkfifo(QFile::encodeName(info).constData(), 0600), 0);
+        else if (content == "device")
+            QVERIFY(QFile::link("/dev/zero", info));
+        else if (content == "folder")
+            QVERIFY(QDir().mkpath(info));
+        else
+            QVERIFY(testfiles::write(info, content));
+        const auto versions = UpdateManager::installedVersions(withFormats({{"VST3", bundle}}));
+        QCOMPARE(versions.value("VST3"), expected);
+        QCOMPARE(versions.contains("VST3"), !expected.isNull());
     }
 };
 

@@ -10,6 +10,7 @@
 
 using namespace std::chrono_literals;
 using Route = LocalHttpService::Route;
+Q_DECLARE_METATYPE(LocalHttpService::Route)
 
 static QString downloads() { return TestSandbox::current().downloads(); }
 
@@ -27,7 +28,11 @@ class InstallerDownloadTest : public QObject
     }
 
 private slots:
-    void initTestCase() { QVERIFY(service.listen()); }
+    void initTestCase()
+    {
+        QVERIFY(service.listen());
+        host.limits.installer = {64 * 1024, 200ms, 600ms};
+    }
 
     void init()
     {
@@ -58,11 +63,18 @@ private slots:
     }
 
     // Saved and revealed, replacing an older file of the same name, whatever the HTTP status.
+    void savesRevealsAndReplaces_data()
+    {
+        QTest::addColumn<int>("status");
+        for (const int status : {200, 400, 404, 407, 418, 503})
+            QTest::addRow("%d", status) << status;
+    }
     void savesRevealsAndReplaces()
     {
+        QFETCH(int, status);
         const QString saved = downloads() + "/Product.dmg";
         QVERIFY(testfiles::write(saved, "an older installer, longer than the new one"));
-        service.setRoute("/files/Product.dmg", Route{.status = 404, .body = "not found page"});
+        service.setRoute("/files/Product.dmg", Route{.status = status, .body = "not found page"});
         const auto result = download("/files/Product.dmg");
         QVERIFY2(result.outcome.ok(), qPrintable(result.outcome.error));
         QCOMPARE(result.savedPath, saved);
@@ -71,10 +83,23 @@ private slots:
         QCOMPARE(testfiles::downloadsListing(), QStringList{"Product.dmg"});
     }
 
-    // A broken-off download leaves no temporary file, keeps the older file and reveals nothing.
+    // A transfer that fails in any way leaves no temporary file, keeps the
+    // older file and reveals nothing.
+    void failureLeavesNothingBehind_data()
+    {
+        QTest::addColumn<Route>("route");
+        QTest::newRow("broken off") << Route{.body = QByteArray(4096, 'x'), .truncateAfter = 100};
+        QTest::newRow("corrupt gzip") << Route{.body = QByteArray("\x1f\x8b\x08\x00\x00\x00\x00\x00\x00\x03", 10) + QByteArray(500, 'z'),
+                                               .headers = {{"Content-Encoding", "gzip"}}};
+        QTest::newRow("gzip of nothing") << Route{.body = QByteArray("\x1f\x8b", 2), .headers = {{"Content-Encoding", "gzip"}}};
+        QTest::newRow("over the ceiling") << Route{.chunkSize = 4096, .generatedSize = qint64(1) << 40};
+        QTest::newRow("drip") << Route{.body = QByteArray(4096, 'x'), .chunkSize = 16, .chunkInterval = 20ms};
+        QTest::newRow("redirect to remote http") << Route{.redirectTo = "http://downloads.quillmarsh.example/Product.dmg"};
+    }
     void failureLeavesNothingBehind()
     {
-        service.setRoute("/broken/Product.dmg", Route{.body = QByteArray(4096, 'x'), .truncateAfter = 100});
+        QFETCH(Route, route);
+        service.setRoute("/broken/Product.dmg", route);
         QVERIFY(testfiles::write(downloads() + "/Product.dmg", "keep me"));
         QVERIFY(!download("/broken/Product.dmg").outcome.ok());
         QCOMPARE(testfiles::downloadsListing(), QStringList{"Product.dmg"});
