@@ -47,7 +47,7 @@ QCoro::Task<int> runStatus(const Invocation &invocation, AppState &state)
     out() << (invocation.json ? report.json() : report.text());
     out().flush();
     for (const QString &failure : failures)
-        err() << "quillmarsh-hub: " << failure << Qt::endl;
+        complain(failure);
     co_return status;
 }
 
@@ -56,24 +56,24 @@ QCoro::Task<int> runDownload(const Invocation &invocation, AppState &state)
     QStringList failures;
     co_await refreshEverything(state, failures);
     for (const QString &failure : failures)
-        err() << "quillmarsh-hub: " << failure << Qt::endl;
+        complain(failure);
 
     const auto entry = state.updateManager()->states().constFind(invocation.pluginId);
     if (entry == state.updateManager()->states().cend()) {
-        err() << "quillmarsh-hub: no product with the id " << invocation.pluginId << " in the catalogue" << Qt::endl;
+        complain(QStringLiteral("no product with the id %1 in the catalogue").arg(invocation.pluginId));
         co_return 1;
     }
     if (!entry->status.isUpdateAvailable()) {
-        err() << "quillmarsh-hub: no update is available for " << invocation.pluginId << Qt::endl;
+        complain(QStringLiteral("no update is available for %1").arg(invocation.pluginId));
         co_return 1;
     }
     const auto result = co_await state.updateManager()->download(invocation.pluginId, entry->status.downloadURL,
                                                                 invocation.reveal);
     if (!result.outcome.ok()) {
-        err() << "quillmarsh-hub: download failed: " << result.outcome.error << Qt::endl;
+        complain(QStringLiteral("download failed: ") + result.outcome.error);
         co_return 1;
     }
-    out() << result.savedPath << Qt::endl;
+    out() << oneLine(result.savedPath) << Qt::endl;
     co_return 0;
 }
 
@@ -189,7 +189,7 @@ int run(const Invocation &invocation)
     QString error;
     const auto service = ServiceAddress::resolve(invocation.serviceUrl, &error);
     if (!service) {
-        err() << "quillmarsh-hub: " << error << Qt::endl;
+        complain(error);
         return 2;
     }
     AppState state(platform::Host::system(), *service);

@@ -59,16 +59,16 @@ QString text(const Report &report, bool checkOnly)
 {
     QString lines = QStringLiteral("Running version: %1\n").arg(report.runningVersion);
     if (report.error.isEmpty() || report.newest)
-        lines += QStringLiteral("Newest version: %1\n").arg(report.newest ? report.newest->comparableVersion()
+        lines += QStringLiteral("Newest version: %1\n").arg(report.newest ? oneLine(report.newest->comparableVersion())
                                                                            : QStringLiteral("none"));
     if (!report.error.isEmpty())
         return lines;
     if (!report.offered)
         lines += QStringLiteral("Up to date.\n");
     else if (checkOnly)
-        lines += QStringLiteral("Update available: %1\n").arg(report.offered->comparableVersion());
+        lines += QStringLiteral("Update available: %1\n").arg(oneLine(report.offered->comparableVersion()));
     else
-        lines += report.savedPath + u'\n';
+        lines += oneLine(report.savedPath) + u'\n';
     return lines;
 }
 
@@ -112,7 +112,7 @@ int runSelfUpdate(bool checkOnly, bool asJson)
     out() << (asJson ? QString::fromUtf8(json(report)) : text(report, checkOnly));
     out().flush();
     if (!report.error.isEmpty())
-        err() << "quillmarsh-hub: self-update: " << report.error << Qt::endl;
+        complain(QStringLiteral("self-update: ") + report.error);
     return status;
 }
 

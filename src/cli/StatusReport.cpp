@@ -1,5 +1,6 @@
 #include "StatusReport.h"
 
+#include "Console.h"
 #include "app/AppState.h"
 
 #include <QJsonArray>
@@ -115,6 +116,9 @@ QString StatusReport::text() const
                             orDash(product.value("latestVersion").toString()), product.value("status").toString()};
     }
 
+    for (QStringList &row : rows)
+        for (QString &cell : row)
+            cell = oneLine(cell);
     QList<qsizetype> widths;
     for (const QString &title : header)
         widths << title.size();

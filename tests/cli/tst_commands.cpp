@@ -30,10 +30,10 @@ class CommandsTest : public QObject
         return runProcess(QUILLMARSH_HUB_BINARY, arguments, environment);
     }
 
-    void serveVersions(int status = 200)
+    void serveVersions(int status = 200, const QString &installer = "Old%20Installer.dmg")
     {
         service.setRoute("/api/plugin-versions", Route{.status = status, .body = fixtures::document({
-            version("current", "2.0"), version("old", "1.5", service.baseUrl().toString() + "/files/Old%20Installer.dmg"),
+            version("current", "2.0"), version("old", "1.5", service.baseUrl().toString() + "/files/" + installer),
             version("absent", "1.0"), version("hub", "9.0")})});
     }
 
@@ -83,16 +83,23 @@ private slots:
         QTest::addColumn<int>("exitCode");
         QTest::addColumn<QByteArray>("out");
         QTest::addColumn<QByteArray>("err");
+        QTest::addColumn<QString>("file"); // the installer's name in its URL
         const QStringList downloadOld{"download", "old"};
         const Route good{.body = "installer bytes"};
+        const QString plain = "Old%20Installer.dmg";
         QTest::newRow("status, feed down") << QStringList{"status", "--json"} << good << 500 << 1 << QByteArray("\"old\"")
-                                           << QByteArray("update check failed");
-        QTest::newRow("download") << downloadOld << good << 200 << 0 << QFile::encodeName(downloads() + "/Old Installer.dmg\n") << QByteArray();
+                                           << QByteArray("update check failed") << plain;
+        QTest::newRow("download") << downloadOld << good << 200 << 0 << QFile::encodeName(downloads() + "/Old Installer.dmg\n")
+                                  << QByteArray() << plain;
+        QTest::newRow("download, newline in the name")
+            << downloadOld << good << 200 << 0 << QFile::encodeName(downloads() + "/Old\\nInstaller.dmg\n") << QByteArray()
+            << "Old%0AInstaller.dmg";
         QTest::newRow("download broken off") << downloadOld << Route{.body = QByteArray(1000, 'x'), .truncateAfter = 10} << 200
-                                             << 1 << QByteArray() << QByteArray("download failed");
-        QTest::newRow("unknown id") << QStringList{"download", "nope"} << good << 200 << 1 << QByteArray() << QByteArray("no product");
-        QTest::newRow("up to date") << QStringList{"download", "current"} << good << 200 << 1 << QByteArray() << QByteArray("no update");
-        QTest::newRow("missing id") << QStringList{"download"} << good << 200 << 2 << QByteArray() << QByteArray("Usage");
+                                             << 1 << QByteArray() << QByteArray("download failed: the connection to 127.0.0.1 broke off")
+                                             << plain;
+        QTest::newRow("unknown id") << QStringList{"download", "nope"} << good << 200 << 1 << QByteArray() << QByteArray("no product") << plain;
+        QTest::newRow("up to date") << QStringList{"download", "current"} << good << 200 << 1 << QByteArray() << QByteArray("no update") << plain;
+        QTest::newRow("missing id") << QStringList{"download"} << good << 200 << 2 << QByteArray() << QByteArray("Usage") << plain;
     }
     void commands()
     {
@@ -101,17 +108,19 @@ private slots:
         QFETCH(QByteArray, out);
         QFETCH(QByteArray, err);
         QFETCH(int, feedStatus);
+        QFETCH(QString, file);
+        const QString name = QUrl::fromPercentEncoding(file.toUtf8());
         QDir(downloads()).removeRecursively();
-        service.setRoute("/files/Old Installer.dmg", installer);
-        serveVersions(feedStatus);
+        service.setRoute("/files/" + name, installer);
+        serveVersions(feedStatus, file);
         const ProcessRun result = run(arguments);
         QTEST(result.exitCode, "exitCode");
         QVERIFY2(result.out.contains(out), result.out.constData());
         QVERIFY2(result.err.contains(err), result.err.constData());
         const bool saved = result.exitCode == 0 && arguments.first() == "download";
-        QCOMPARE(testfiles::downloadsListing(), saved ? QStringList{"Old Installer.dmg"} : QStringList{});
+        QCOMPARE(testfiles::downloadsListing(), saved ? QStringList{name} : QStringList{});
         if (saved)
-            QCOMPARE(testfiles::read(downloads() + "/Old Installer.dmg"), "installer bytes");
+            QCOMPARE(testfiles::read(downloads() + "/" + name), "installer bytes");
     }
 };
 

@@ -54,6 +54,9 @@ private slots:
         oversized.insert(oversized.indexOf("<rss"), "<!--" + QByteArray(Appcast::MaximumSize, 'x') + "-->");
         QTest::newRow("over 1 MiB") << oversized << false << 0;
         QTest::newRow("cut short") << good.left(good.size() / 2) << false << 0;
+        QByteArray deep = good;
+        deep.insert(deep.indexOf("</channel>"), QByteArray("<x>").repeated(100000) + QByteArray("</x>").repeated(100000));
+        QTest::newRow("nested 100,000 deep") << deep << false << 0;
     }
     void documents()
     {
@@ -104,6 +107,9 @@ private slots:
         QTest::newRow("https link kept, handlers dropped")
             << "<a href=\"https://quillmarsh.example/notes\" onclick=\"x()\">notes</a>"
             << "<a href=\"https://quillmarsh.example/notes\">notes</a>";
+        // 4 MiB of '&' in an attribute: linear work takes milliseconds, a
+        // forward search from each '&' would outlast the suite's timeout.
+        QTest::newRow("many ampersands") << "<p title=\"" + QString(4 * 1024 * 1024, u'&') + "\">t</p>" << "<p>t</p>";
     }
     void releaseNotesAreSanitised()
     {
