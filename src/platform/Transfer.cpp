@@ -42,10 +42,14 @@ QNetworkReply::NetworkError errorForStatus(int status)
     }
 }
 
-QString seconds(std::chrono::milliseconds duration)
+QString durationText(std::chrono::milliseconds duration)
 {
-    const double value = double(duration.count()) / 1000.0;
-    return QStringLiteral("%1 s").arg(value, 0, 'g', 3);
+    using namespace std::chrono;
+    if (duration >= hours(1) && duration % hours(1) == 0ms)
+        return QStringLiteral("%1 h").arg(duration_cast<hours>(duration).count());
+    if (duration >= minutes(1) && duration % minutes(1) == 0ms)
+        return QStringLiteral("%1 min").arg(duration_cast<minutes>(duration).count());
+    return QStringLiteral("%1 s").arg(double(duration.count()) / 1000.0, 0, 'g', 6);
 }
 
 // A transport failure in words a user understands.
@@ -63,7 +67,7 @@ QString describe(const QNetworkReply &reply, const TransferLimits &limits)
         return QStringLiteral("connecting to %1 timed out").arg(host);
     case QNetworkReply::OperationCanceledError:
         // Nothing of ours stopped it: Qt's no-progress timer did.
-        return QStringLiteral("timed out: nothing arrived for %1").arg(seconds(limits.stallTimeout));
+        return QStringLiteral("timed out: nothing arrived for %1").arg(durationText(limits.stallTimeout));
     case QNetworkReply::SslHandshakeFailedError:
         return QStringLiteral("the secure connection to %1 failed: %2").arg(host, reply.errorString());
     case QNetworkReply::TemporaryNetworkFailureError:
@@ -251,7 +255,7 @@ TransferResult Transfer::finish()
         result.outcome = Outcome::failure(QStringLiteral("the server compressed the file although it was asked not to"));
         return result;
     case Stop::TimedOut:
-        result.outcome = Outcome::failure(QStringLiteral("timed out after %1").arg(seconds(m_limits.totalTimeout)));
+        result.outcome = Outcome::failure(QStringLiteral("timed out after %1").arg(durationText(m_limits.totalTimeout)));
         return result;
     case Stop::None:
         break;
