@@ -92,6 +92,8 @@ private slots:
         QTest::newRow("empty array") << Route{.body = "[]"} << false << CatalogA;
         QTest::newRow("one bad entry") << Route{.body = badEntry} << false << CatalogA;
         QTest::newRow("no answer") << Route{.hang = true} << false << CatalogA;
+        QTest::newRow("nested 30,000 deep") << Route{.body = QByteArray("[").repeated(30000) + QByteArray("]").repeated(30000)}
+                                            << false << CatalogA;
         QTest::newRow("drip") << Route{.body = CatalogB, .chunkSize = 1, .chunkInterval = 50ms} << false << CatalogA;
         QTest::newRow("endless") << Route{.chunkSize = 4096, .generatedSize = qint64(1) << 40} << false << CatalogA;
         QTest::newRow("redirect to remote http")
