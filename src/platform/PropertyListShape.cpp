@@ -179,7 +179,11 @@ bool isWithinLimits(const QByteArray &bytes)
 {
     if (isBinary(bytes))
         return binaryIsWithinLimits(bytes);
-    return xmlShape(bytes, MaximumDepth) == XmlShape::Fine;
+    // libplist reads the bytes as UTF-8 whatever encoding the document
+    // declares, so they are checked as UTF-8 too: a declared encoding such
+    // as ISO-2022-JP would otherwise hide from the check elements that
+    // libplist parses.
+    return xmlShape(QString::fromUtf8(bytes), MaximumDepth) == XmlShape::Fine;
 }
 
 } // namespace platform::plistshape

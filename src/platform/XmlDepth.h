@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QString>
 
 namespace platform {
 
@@ -10,5 +11,8 @@ enum class XmlShape { Fine, TooDeep, Malformed };
 // nest at most `maximumDepth` levels, before a parser that may recurse or
 // hold the whole tree is given it.
 XmlShape xmlShape(const QByteArray &xml, int maximumDepth);
+// The same for text already decoded; an encoding the document declares is
+// not applied.
+XmlShape xmlShape(const QString &xml, int maximumDepth);
 
 } // namespace platform
