@@ -36,6 +36,7 @@ QCoro::Task<int> refreshEverything(AppState &state, QStringList &failures)
         failures << QStringLiteral("update check failed: ") + check.error;
     state.refreshAllStates();
     state.updateManager()->rebuildStates();
+    co_await state.updateManager()->finishPluginScans();
     co_return failures.isEmpty() ? 0 : 1;
 }
 

@@ -4,6 +4,8 @@
 #include "Desktop.h"
 #include "HostPaths.h"
 #include "Network.h"
+#include "PluginMetadata.h"
+#include "PluginScanner.h"
 #include "PropertyListReader.h"
 #include "Sleeper.h"
 #include "TransferLimits.h"
@@ -14,11 +16,13 @@ Host &Host::system()
 {
     static SystemHostPaths paths;
     static LibPlistReader propertyLists;
+    static Json5ModuleInfoReader moduleInfo;
+    static ProcessPluginScanner pluginScanner(ProcessPluginScanner::defaultScannerPath());
     static BootClockSleeper sleeper;
     static SystemClock clock;
     static DesktopUrlOpener urlOpener;
     static DesktopFileRevealer revealer(urlOpener);
-    static Host host{sharedNetwork(), paths, propertyLists, sleeper, clock, revealer, urlOpener,
+    static Host host{sharedNetwork(), paths, propertyLists, moduleInfo, pluginScanner, sleeper, clock, revealer, urlOpener,
                        NetworkLimits::defaults()};
     return host;
 }

@@ -6,6 +6,8 @@ namespace platform {
 
 class HostPaths;
 class PropertyListReader;
+class ModuleInfoReader;
+class PluginScanner;
 class Sleeper;
 class Clock;
 class FileRevealer;
@@ -19,6 +21,8 @@ struct Host
     QNetworkAccessManager &network;
     const HostPaths &paths;
     const PropertyListReader &propertyLists;
+    const ModuleInfoReader &moduleInfo;
+    PluginScanner &pluginScanner;
     Sleeper &sleeper;
     const Clock &clock;
     FileRevealer &revealer;

@@ -7,7 +7,10 @@
 #include "platform/Host.h"
 #include "platform/HostPaths.h"
 #include "platform/Transfer.h"
+#include "platform/PluginScanner.h"
 #include "platform/Schedule.h"
+
+#include <QCoroSignal>
 
 #include <algorithm>
 
@@ -86,6 +89,10 @@ QCoro::Task<UpdateManager::FetchedVersions> UpdateManager::fetchVersions()
 
 void UpdateManager::applyVersions(const QList<PluginVersionInfo> &records)
 {
+    // Before the first catalogue, product records have no state to land in:
+    // the next rebuild with products checks once more.
+    if (m_states.isEmpty() && (!m_catalog || m_catalog->products().isEmpty()))
+        m_checkWhenCatalogueArrives = true;
     for (const PluginVersionInfo &record : records) {
         if (record.plugin_id == PluginVersionInfo::HubId) {
             applyHubRecord(record);
@@ -128,11 +135,11 @@ void UpdateManager::rebuildStates()
     if (!m_catalog)
         return;
 
-    const QString home = m_host.paths.homePath();
+    QList<PendingScan> pending;
     QHash<QString, ProductUpdateState> rebuilt;
     rebuilt.reserve(m_catalog->products().size());
     for (const Product &product : m_catalog->products()) {
-        ProductUpdateState state{product, installedVersions(product, home, m_host.propertyLists), {}, {}, {}};
+        ProductUpdateState state{product, installedVersions(product, m_host, &pending), {}, {}, {}};
         // Plain text order, not version order: "1.10" sorts before "1.9".
         const QStringList texts = state.installedVersions.values();
         const auto lowest = std::min_element(texts.cbegin(), texts.cend());
@@ -151,6 +158,37 @@ void UpdateManager::rebuildStates()
     }
     m_states = std::move(rebuilt);
     emit statesChanged();
+
+    if (!pending.isEmpty() && !m_scanning)
+        scanPlugins(std::move(pending));
+    if (m_checkWhenCatalogueArrives && !m_states.isEmpty()) {
+        m_checkWhenCatalogueArrives = false;
+        checkForUpdates();
+    }
+}
+
+QCoro::Task<> UpdateManager::scanPlugins(QList<PendingScan> pending)
+{
+    QPointer self(this);
+    m_scanning = true;
+    platform::PluginScanner &scanner = m_host.pluginScanner;
+    for (const PendingScan &scan : pending) {
+        co_await scanner.scan(scan.kind, scan.path);
+        if (!self)
+            co_return;
+    }
+    m_scanning = false;
+    // What the scans found reaches the states; anything that changed while
+    // they ran is noted again and scanned by this rebuild.
+    rebuildStates();
+    if (!m_scanning)
+        emit pluginScansFinished();
+}
+
+QCoro::Task<> UpdateManager::finishPluginScans()
+{
+    if (m_scanning)
+        co_await qCoro(this, &UpdateManager::pluginScansFinished);
 }
 
 void UpdateManager::downloadAndReveal(const QString &pluginId, const QString &downloadURL)

@@ -22,8 +22,8 @@
 class ProductCatalogManager;
 
 namespace platform {
-class PropertyListReader;
 struct Host;
+enum class PluginKind;
 }
 
 // Knows, for every catalogue product, what is installed, what the maker
@@ -85,11 +85,21 @@ public:
 
     static bool isNewer(const QString &candidate, const QString &reference);
 
-    // Format → CFBundleShortVersionString of each installed bundle whose
-    // Contents/Info.plist carries one as a string.
-    static QMap<QString, QString> installedVersions(const Product &product, const QString &homePath,
-                                                    const platform::PropertyListReader &reader);
-    static QMap<QString, QString> installedVersions(const Product &product);
+    // A plug-in whose version only a scan can tell.
+    struct PendingScan
+    {
+        platform::PluginKind kind;
+        QString path;
+    };
+    // Format → version of each installed bundle: its Contents/Info.plist's
+    // CFBundleShortVersionString as a string; failing that, a VST3 bundle's
+    // moduleinfo.json, or what a scan found in an LV2 bundle or a CLAP file.
+    // Plug-ins not scanned as they are now are added to `pending`.
+    static QMap<QString, QString> installedVersions(const Product &product, const platform::Host &host,
+                                                    QList<PendingScan> *pending = nullptr);
+    // Resumes once the plug-in scans that rebuilds started have ended and
+    // their versions are in the states.
+    QCoro::Task<> finishPluginScans();
 
 signals:
     void statesChanged();
@@ -98,6 +108,7 @@ signals:
     void downloadingIdsChanged();
     void hubSelfUpdateChanged();
     void availableCountChanged();
+    void pluginScansFinished();
 
 private:
     struct FetchedVersions
@@ -108,6 +119,7 @@ private:
     QCoro::Task<FetchedVersions> fetchVersions();
     void applyVersions(const QList<PluginVersionInfo> &records);
     void applyHubRecord(const PluginVersionInfo &record);
+    QCoro::Task<> scanPlugins(QList<PendingScan> pending);
     void setChecking(bool checking);
     void setDownloading(const QString &pluginId, bool downloading);
     QDateTime lastCheckedForView() const { return m_lastChecked.value_or(QDateTime()); }
@@ -121,4 +133,7 @@ private:
     std::optional<QDateTime> m_lastChecked;
     QSet<QString> m_downloadingIds;
     HubSelfUpdateState m_hubSelfUpdate = HubSelfUpdateState::current();
+    bool m_scanning = false;
+    // A feed applied before any catalogue found no states to update.
+    bool m_checkWhenCatalogueArrives = false;
 };

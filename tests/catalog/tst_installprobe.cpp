@@ -2,6 +2,7 @@
 #include "platform/PropertyListReader.h"
 #include "support/Files.h"
 #include "support/PropertyListWriter.h"
+#include "support/TestHost.h"
 #include "support/TestSandbox.h"
 #include "updates/UpdateManager.h"
 
@@ -95,6 +96,8 @@ class InstallProbeTest : public QObject
 {
     Q_OBJECT
 
+    TestHost host;
+
     QString home() const { return TestSandbox::current().home(); }
 
 private slots:
@@ -138,7 +141,7 @@ private slots:
         QDir(home()).mkpath(dir + "Bare.app");
         const Product product = withFormats({{"VST3", dir + "Old.vst3"}, {"AAX", dir + "Numeric.aaxplugin"}, {"APP", dir + "Bare.app"}});
         QVERIFY(product.isInstalled());
-        QCOMPARE(UpdateManager::installedVersions(product), (QMap<QString, QString>{{"VST3", " 1.0 beta "}}));
+        QCOMPARE(UpdateManager::installedVersions(product, host.host), (QMap<QString, QString>{{"VST3", " 1.0 beta "}}));
     }
 
     // libplist reads XML as UTF-8 whatever the declaration says, so a
@@ -199,7 +202,7 @@ private slots:
             QVERIFY(QDir().mkpath(info));
         else
             QVERIFY(testfiles::write(info, content));
-        const auto versions = UpdateManager::installedVersions(withFormats({{"VST3", bundle}}));
+        const auto versions = UpdateManager::installedVersions(withFormats({{"VST3", bundle}}), host.host);
         QCOMPARE(versions.value("VST3"), expected);
         QCOMPARE(versions.contains("VST3"), !expected.isNull());
     }

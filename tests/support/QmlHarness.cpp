@@ -139,6 +139,9 @@ bool QmlHarness::settle(bool probe, bool rebuild)
         state.refreshAllStates();
     if (rebuild) {
         state.updateManager()->rebuildStates();
+        // The first catalogue after an early feed starts a check of its own.
+        if (!QTest::qWaitFor([this] { return !state.updateManager()->isChecking(); }))
+            return false;
         if (!QCoro::waitFor(state.updateManager()->checkForUpdates()).ok())
             return false;
     }

@@ -4,6 +4,8 @@
 #include "platform/Desktop.h"
 #include "platform/Host.h"
 #include "platform/HostPaths.h"
+#include "platform/PluginMetadata.h"
+#include "platform/PluginScanner.h"
 #include "platform/PropertyListReader.h"
 #include "platform/Sleeper.h"
 #include "platform/TransferLimits.h"
@@ -44,10 +46,12 @@ public:
     QNetworkAccessManager network;
     platform::SystemHostPaths paths;
     platform::LibPlistReader propertyLists;
+    platform::Json5ModuleInfoReader moduleInfo;
+    platform::ProcessPluginScanner pluginScanner{QStringLiteral(QUILLMARSH_HUB_PLUGIN_SCANNER), std::chrono::seconds(2)};
     platform::BootClockSleeper sleeper;
     FixedClock clock;
     RecordingRevealer revealer;
     RecordingUrlOpener urlOpener;
     platform::NetworkLimits limits; // tests shrink these instead of waiting
-    platform::Host host{network, paths, propertyLists, sleeper, clock, revealer, urlOpener, limits};
+    platform::Host host{network, paths, propertyLists, moduleInfo, pluginScanner, sleeper, clock, revealer, urlOpener, limits};
 };

@@ -1,0 +1,145 @@
+#include "PluginScanner.h"
+
+#include <QCoreApplication>
+#include <QCoroProcess>
+#include <QDir>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+namespace platform {
+namespace {
+
+// What identifies a file or bundle as it is now: size, time of last change
+// and inode of the file, or of every Turtle file of an LV2 bundle.
+QByteArray stamp(PluginKind kind, const QString &path)
+{
+    auto of = [](const QString &file) -> QByteArray {
+        struct stat status {};
+        if (::stat(QFile::encodeName(file).constData(), &status) != 0)
+            return "missing;";
+        return QByteArray::number(qint64(status.st_size)) + ':' + QByteArray::number(qint64(status.st_mtim.tv_sec)) + '.'
+            + QByteArray::number(qint64(status.st_mtim.tv_nsec)) + ':' + QByteArray::number(qulonglong(status.st_ino)) + ';';
+    };
+    if (kind == PluginKind::Clap)
+        return of(path);
+    QByteArray combined = of(path);
+    const QStringList turtle = QDir(path).entryList({QStringLiteral("*.ttl")}, QDir::Files | QDir::Hidden, QDir::Name);
+    for (const QString &name : turtle)
+        combined += QFile::encodeName(name) + '=' + of(path + u'/' + name);
+    return combined;
+}
+
+void limitChild()
+{
+    // A plug-in being read needs little: no core files, no files written,
+    // a few seconds of processor time and a bounded address space.
+    const rlimit none{0, 0};
+    const rlimit cpu{5, 5};
+    const rlimit memory{2048ull << 20, 2048ull << 20};
+    ::setrlimit(RLIMIT_CORE, &none);
+    ::setrlimit(RLIMIT_FSIZE, &none);
+    ::setrlimit(RLIMIT_CPU, &cpu);
+    ::setrlimit(RLIMIT_AS, &memory);
+}
+
+// No display, no session bus: a plug-in being read must not open windows
+// or talk to the desktop.
+QProcessEnvironment scannerEnvironment()
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    for (const QString &name : {QStringLiteral("DISPLAY"), QStringLiteral("WAYLAND_DISPLAY"), QStringLiteral("XAUTHORITY"),
+                                QStringLiteral("DBUS_SESSION_BUS_ADDRESS")})
+        environment.remove(name);
+    return environment;
+}
+
+QString kindArgument(PluginKind kind)
+{
+    return kind == PluginKind::Clap ? QStringLiteral("clap") : QStringLiteral("lv2");
+}
+
+} // namespace
+
+namespace scanoutput {
+
+std::optional<QString> firstVersion(const QByteArray &answer)
+{
+    if (answer.size() > ProcessPluginScanner::MaximumAnswer)
+        return std::nullopt;
+    const QJsonValue plugins = QJsonDocument::fromJson(answer).object().value(QLatin1String("plugins"));
+    if (!plugins.isArray() || plugins.toArray().isEmpty())
+        return std::nullopt;
+    const QJsonValue version = plugins.toArray().first().toObject().value(QLatin1String("version"));
+    if (!version.isString())
+        return std::nullopt;
+    return version.toString();
+}
+
+} // namespace scanoutput
+
+ProcessPluginScanner::ProcessPluginScanner(QString scannerPath, std::chrono::milliseconds timeout)
+    : m_scannerPath(std::move(scannerPath))
+    , m_timeout(timeout)
+{
+}
+
+QString ProcessPluginScanner::defaultScannerPath()
+{
+    const QString beside = QCoreApplication::applicationDirPath() + QStringLiteral("/quillmarsh-hub-plugin-scan");
+    if (QFileInfo(beside).isExecutable())
+        return beside;
+    return QStringLiteral(QUILLMARSH_HUB_LIBEXEC_DIR "/quillmarsh-hub-plugin-scan");
+}
+
+ScanResult ProcessPluginScanner::known(PluginKind kind, const QString &path) const
+{
+    const auto entry = m_entries.constFind(path);
+    if (entry == m_entries.cend() || entry->stamp != stamp(kind, path))
+        return {};
+    return {true, entry->version};
+}
+
+QCoro::Task<> ProcessPluginScanner::scan(PluginKind kind, QString path)
+{
+    // Stamped before the scan: a file that changes meanwhile is scanned again.
+    QByteArray before = stamp(kind, path);
+    std::optional<QString> version = co_await run(kind, path);
+    m_entries.insert(path, Entry{std::move(before), std::move(version)});
+}
+
+QCoro::Task<std::optional<QString>> ProcessPluginScanner::run(PluginKind kind, const QString &path)
+{
+    QProcess process;
+    process.setProcessEnvironment(scannerEnvironment());
+    process.setStandardInputFile(QProcess::nullDevice());
+    process.setStandardErrorFile(QProcess::nullDevice());
+    process.setChildProcessModifier(limitChild);
+    QByteArray answer;
+    QObject::connect(&process, &QProcess::readyReadStandardOutput, &process, [&] {
+        answer += process.read(MaximumAnswer + 1 - answer.size());
+        if (answer.size() > MaximumAnswer)
+            process.kill(); // rubbish without end is no answer
+    });
+    ++m_processesStarted;
+    auto running = qCoro(process);
+    const QStringList arguments{kindArgument(kind), path};
+    if (!co_await running.start(m_scannerPath, arguments, QIODevice::ReadOnly))
+        co_return std::nullopt;
+    if (!co_await running.waitForFinished(m_timeout)) {
+        process.kill();
+        co_await running.waitForFinished();
+        co_return std::nullopt;
+    }
+    answer += process.read(MaximumAnswer + 1 - answer.size());
+    if (process.exitStatus() != QProcess::NormalExit || process.exitCode() != 0)
+        co_return std::nullopt;
+    co_return scanoutput::firstVersion(answer);
+}
+
+} // namespace platform
