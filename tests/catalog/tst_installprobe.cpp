@@ -1,11 +1,13 @@
 #include "catalog/Product.h"
 #include "platform/PropertyListReader.h"
 #include "support/Files.h"
+#include "support/LinuxBundles.h"
 #include "support/PropertyListWriter.h"
 #include "support/TestHost.h"
 #include "support/TestSandbox.h"
 #include "updates/UpdateManager.h"
 
+#include <QCoroTask>
 #include <QtTest>
 
 #include <sys/stat.h>
@@ -205,6 +207,93 @@ private slots:
         const auto versions = UpdateManager::installedVersions(withFormats({{"VST3", bundle}}), host.host);
         QCOMPARE(versions.value("VST3"), expected);
         QCOMPARE(versions.contains("VST3"), !expected.isNull());
+    }
+
+    // Linux plug-ins carry their version in their own metadata, read only
+    // when Info.plist gives none, and chosen by what is at the path.
+    void linuxBundles_data()
+    {
+        QTest::addColumn<QString>("kind");
+        QTest::addColumn<QString>("expected"); // null: no version
+        QTest::newRow("vst3") << "vst3" << "2.1.0";
+        QTest::newRow("vst3, Info.plist wins") << "vst3+plist" << "9.9";
+        QTest::newRow("vst3 without moduleinfo") << "vst3-none" << QString();
+        QTest::newRow("vst3, version not text") << "vst3-number" << QString();
+        QTest::newRow("vst3, comment left open") << "vst3-open" << QString();
+        QTest::newRow("vst3, over the limit") << "vst3-large" << QString();
+        QTest::newRow("vst3, moduleinfo a fifo") << "vst3-fifo" << QString();
+        QTest::newRow("lv2") << "lv2" << "1.4.0";
+        QTest::newRow("lv2, minor and micro only") << "lv2-none" << QString();
+        QTest::newRow("lv2, manifest a fifo") << "lv2-fifo" << QString();
+        QTest::newRow("clap") << "marsh-test" << "3.2.1";
+        QTest::newRow("clap that crashes") << "marsh-crash" << QString();
+        QTest::newRow("clap that hangs") << "marsh-hang" << QString();
+        QTest::newRow("clap that prints") << "marsh-noisy" << "2.0.0";
+        QTest::newRow("clap that is no library") << "clap-text" << QString();
+        QTest::newRow("plain file") << "file" << QString();
+    }
+    void linuxBundles()
+    {
+        QFETCH(QString, kind);
+        QFETCH(QString, expected);
+        const QString base = home() + "/Linux/" + QTest::currentDataTag();
+        QString path = base + ".vst3";
+        const QString moduleInfo = path + "/Contents/Resources/moduleinfo.json";
+        if (kind.startsWith("vst3"))
+            QVERIFY(linuxbundles::writeVst3(path, linuxbundles::moduleInfo("2.1.0")));
+        if (kind == "vst3+plist")
+            QVERIFY(plistwriter::writeBundle(path, info("9.9"), Format::Binary));
+        else if (kind == "vst3-none")
+            QVERIFY(QFile::remove(moduleInfo));
+        else if (kind == "vst3-number")
+            QVERIFY(testfiles::write(moduleInfo, "{\"Version\": 2,}"));
+        else if (kind == "vst3-open")
+            QVERIFY(testfiles::write(moduleInfo, "{\"Version\": \"2.1.0\" /* ,}"));
+        else if (kind == "vst3-large")
+            QVERIFY(testfiles::write(moduleInfo, linuxbundles::moduleInfo("2.1.0") + QByteArray(2 << 20, ' ')));
+        else if (kind == "vst3-fifo")
+            QVERIFY(QFile::remove(moduleInfo) && ::mkfifo(QFile::encodeName(moduleInfo).constData(), 0600) == 0);
+        if (kind.startsWith("lv2")) {
+            path = base + ".lv2";
+            QVERIFY(linuxbundles::writeLv2(path, "http://quillmarsh.example/plugins/marsh", kind == "lv2" ? "1.4.0" : ""));
+        }
+        if (kind == "lv2-fifo")
+            QVERIFY(QFile::remove(path + "/manifest.ttl") && ::mkfifo(QFile::encodeName(path + "/manifest.ttl").constData(), 0600) == 0);
+        if (kind.startsWith("marsh-")) {
+            path = base + ".clap";
+            QVERIFY(linuxbundles::installClap(path, kind));
+        } else if (kind == "clap-text" || kind == "file") {
+            path = base + (kind == "file" ? ".so" : ".clap");
+            QVERIFY(testfiles::write(path, "not a library"));
+        }
+
+        const Product product = withFormats({{"Format", path}});
+        QList<UpdateManager::PendingScan> pending;
+        UpdateManager::installedVersions(product, host.host, &pending);
+        for (const auto &scan : std::as_const(pending))
+            QCoro::waitFor(host.pluginScanner.scan(scan.kind, scan.path));
+        pending.clear();
+        const auto versions = UpdateManager::installedVersions(product, host.host, &pending);
+        QVERIFY(pending.isEmpty());
+        QCOMPARE(versions.value("Format"), expected);
+        QCOMPARE(versions.contains("Format"), !expected.isNull());
+    }
+
+    // The scanner's answer is read only in its one shape.
+    void scannerAnswers_data()
+    {
+        QTest::addColumn<QByteArray>("answer");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("first plug-in") << QByteArray("{'plugins':[{'id':'a','version':'1.2'},{'id':'b','version':'9'}]}").replace('\'', '"') << "1.2";
+        QTest::newRow("no version") << QByteArray("{'plugins':[{'id':'a','version':null}]}").replace('\'', '"') << QString();
+        QTest::newRow("no plug-ins") << QByteArray("{'plugins':[]}").replace('\'', '"') << QString();
+        QTest::newRow("rubbish") << QByteArray("Segmentation fault") << QString();
+        QTest::newRow("too long") << QByteArray("{'plugins':[{'version':'1','id':'").replace('\'', '"') + QByteArray(70000, 'x') + "\"}]}" << QString();
+    }
+    void scannerAnswers()
+    {
+        QFETCH(QByteArray, answer);
+        QTEST(platform::scanoutput::firstVersion(answer).value_or(QString()), "expected");
     }
 };
 

@@ -1,6 +1,7 @@
 #include "support/Fixtures.h"
 #include "support/Files.h"
 #include "support/ProcessRun.h"
+#include "support/LinuxBundles.h"
 #include "support/LocalHttpService.h"
 #include "support/PropertyListWriter.h"
 #include "support/TestSandbox.h"
@@ -34,7 +35,7 @@ class CommandsTest : public QObject
     {
         service.setRoute("/api/plugin-versions", Route{.status = status, .body = fixtures::document({
             version("current", "2.0"), version("old", "1.5", service.baseUrl().toString() + "/files/" + installer),
-            version("absent", "1.0"), version("hub", "9.0")})});
+            version("absent", "1.0"), version("studio", "3.5"), version("hub", "9.0")})});
     }
 
 private slots:
@@ -43,7 +44,11 @@ private slots:
         QVERIFY(service.listen());
         QVERIFY(plistwriter::writeBundle(home() + "/Plugins/Current.vst3", {{"CFBundleShortVersionString", "2.0.0"}}, plistwriter::Format::Xml));
         QVERIFY(plistwriter::writeBundle(home() + "/Plugins/Old.vst3", {{"CFBundleShortVersionString", "1.0"}}, plistwriter::Format::Binary));
+        QVERIFY(linuxbundles::writeVst3(home() + "/.vst3/Marsh Reverb.vst3", linuxbundles::moduleInfo("1.0.0")));
+        QVERIFY(linuxbundles::writeLv2(home() + "/.lv2/marsh.lv2", "http://quillmarsh.example/plugins/marsh", "1.4.0"));
+        QVERIFY(linuxbundles::installClap(home() + "/.clap/Marsh.clap"));
         service.setRoute("/api/hub/products", Route{.body = fixtures::document({
+            fixtures::product("studio", {{"VST3", ".vst3/Marsh Reverb.vst3"}, {"LV2", ".lv2/marsh.lv2"}, {"CLAP", ".clap/Marsh.clap"}}),
             fixtures::product("current", {{"VST3", "Plugins/Current.vst3"}}),
             fixtures::product("old", {{"VST3", "Plugins/Old.vst3"}}),
             fixtures::product("absent", {{"VST3", "Plugins/Absent.vst3"}})})});
@@ -61,6 +66,7 @@ private slots:
             {"current", {"installed", "2.0", "upToDate", QJsonObject{{"VST3", "2.0.0"}}}},
             {"old", {"installed", "1.5", "updateAvailable", QJsonObject{{"VST3", "1.0"}}}},
             {"absent", {"notInstalled", "1.0", "notInstalled", QJsonObject{}}},
+            {"studio", {"installed", "3.5", "updateAvailable", QJsonObject{{"VST3", "1.0.0"}, {"LV2", "1.4.0"}, {"CLAP", "3.2.1"}}}},
         };
         for (const QJsonValue &value : report.value("products").toArray()) {
             const QJsonObject product = value.toObject();

@@ -47,7 +47,7 @@ public:
     platform::SystemHostPaths paths;
     platform::LibPlistReader propertyLists;
     platform::Json5ModuleInfoReader moduleInfo;
-    platform::ProcessPluginScanner pluginScanner{QStringLiteral(QUILLMARSH_HUB_PLUGIN_SCANNER), std::chrono::seconds(2)};
+    platform::ProcessPluginScanner pluginScanner{QStringLiteral(QUILLMARSH_HUB_PLUGIN_SCANNER), std::chrono::seconds(1)};
     platform::BootClockSleeper sleeper;
     FixedClock clock;
     RecordingRevealer revealer;

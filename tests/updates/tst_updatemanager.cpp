@@ -1,6 +1,7 @@
 #include "catalog/ProductCatalogManager.h"
 #include "support/Fixtures.h"
 #include "support/Json.h"
+#include "support/LinuxBundles.h"
 #include "support/LocalHttpService.h"
 #include "support/PropertyListWriter.h"
 #include "support/TestHost.h"
@@ -106,6 +107,46 @@ private slots:
         serveFeed({});
         QVERIFY(check());
         QCOMPARE(manager->lastChecked().value_or(QDateTime()), host.clock.time);
+    }
+
+    // A feed that answers before the first catalogue finds no states; the
+    // first catalogue then brings one more check, and only the first does.
+    void firstCatalogueAfterAnEarlyFeedChecksAgain()
+    {
+        serveFeed({version("p", "2.0")});
+        QVERIFY(check());
+        const int before = service.requestCount("/versions");
+        serveCatalog({fixtures::product("p", installBundles("p", {{"AU", "1.0"}}))});
+        manager->rebuildStates();
+        QTRY_COMPARE(state("p").status.kind, UpdateStatus::UpdateAvailable);
+        QTRY_VERIFY(!manager->isChecking());
+        manager->rebuildStates();
+        QCOMPARE(service.requestCount("/versions"), before + 1);
+    }
+
+    // Plug-ins that only a scan can read are scanned once while unchanged,
+    // again once changed, and their versions reach the states.
+    void scansOnlyWhatChanged()
+    {
+        const QString clap = TestSandbox::current().home() + "/.clap/Marsh.clap";
+        QVERIFY(linuxbundles::installClap(clap, "marsh-noisy"));
+        serveCatalog({fixtures::product("p", QJsonObject{{"CLAP", ".clap/Marsh.clap"}})});
+        const int before = host.pluginScanner.processesStarted();
+        manager->rebuildStates();
+        QCoro::waitFor(manager->finishPluginScans());
+        QCOMPARE(state("p").installedVersions.value("CLAP"), "2.0.0");
+        serveFeed({version("p", "3.0")});
+        QVERIFY(check());
+        QCOMPARE(state("p").status.kind, UpdateStatus::UpdateAvailable);
+        manager->rebuildStates();
+        QCoro::waitFor(manager->finishPluginScans());
+        QCOMPARE(host.pluginScanner.processesStarted(), before + 1);
+        QVERIFY(linuxbundles::installClap(clap, "marsh-test"));
+        manager->rebuildStates();
+        QCoro::waitFor(manager->finishPluginScans());
+        QCOMPARE(host.pluginScanner.processesStarted(), before + 2);
+        QCOMPARE(state("p").installedVersions.value("CLAP"), "3.2.1");
+        QCOMPARE(state("p").status, UpdateStatus::upToDate());
     }
 };
 
