@@ -91,6 +91,8 @@ ProcessPluginScanner::ProcessPluginScanner(QString scannerPath, std::chrono::mil
 
 QString ProcessPluginScanner::defaultScannerPath()
 {
+    if (const QString chosen = qEnvironmentVariable(ScannerVariable); !chosen.isEmpty())
+        return chosen;
     const QString beside = QCoreApplication::applicationDirPath() + QStringLiteral("/quillmarsh-hub-plugin-scan");
     if (QFileInfo(beside).isExecutable())
         return beside;

@@ -48,10 +48,13 @@ class ProcessPluginScanner final : public PluginScanner
 {
 public:
     static constexpr qint64 MaximumAnswer = 64 * 1024;
+    // Names another scanner, for tools that run from the build tree.
+    static constexpr auto ScannerVariable = "QUILLMARSH_HUB_PLUGIN_SCANNER";
 
     explicit ProcessPluginScanner(QString scannerPath, std::chrono::milliseconds timeout = std::chrono::seconds(5));
 
-    // Beside the running binary, else where it is installed.
+    // $QUILLMARSH_HUB_PLUGIN_SCANNER, else beside the running binary, else
+    // where it is installed.
     static QString defaultScannerPath();
 
     ScanResult known(PluginKind kind, const QString &path) const override;

@@ -1,5 +1,6 @@
 #include "DemoData.h"
 
+#include "support/LinuxBundles.h"
 #include "support/LocalHttpService.h"
 #include "support/PropertyListWriter.h"
 
@@ -69,33 +70,23 @@ void serveHubRelease(LocalHttpService &service, const QString &releaseFile, cons
 bool makeHome(const QString &home)
 {
     using plistwriter::Format;
-    struct Bundle {
-        const char *path;
-        const char *version; // null: a folder without Info.plist
-        Format format;
-    };
-    const Bundle bundles[] = {
-        {".vst3/Marsh Reverb.vst3", "2.1.0", Format::Xml},
-        {".clap/Marsh Reverb.clap", "2.1.0", Format::Binary},
-        {".vst3/Quill Delay.vst3", "1.2.0", Format::Binary},
-        {".vst3/Heron Compressor.vst3", nullptr, Format::Xml},
-        {".vst3/Reed Synth.vst3", "3.0.1", Format::Xml},
-        {".clap/Reed Synth.clap", "3.1.0", Format::Binary},
-        {".vst3/Bog Tuner.vst3", "1.0.0", Format::Xml},
-        {"Applications/Quillmarsh Studio.app", "4.1.0", Format::Binary},
-        {"Applications/X.app", "0.9", Format::Xml},
-    };
-    for (const Bundle &bundle : bundles) {
-        const QString path = home + u'/' + QString::fromUtf8(bundle.path);
-        const bool written = bundle.version
-            ? plistwriter::writeBundle(path, {{"CFBundleShortVersionString", QString::fromUtf8(bundle.version)},
-                                              {"CFBundleName", QFileInfo(path).completeBaseName()}},
-                                       bundle.format)
-            : QDir().mkpath(path);
-        if (!written)
-            return false;
-    }
-    return QDir().mkpath(home + QStringLiteral("/Downloads"));
+    auto at = [&](const char *path) { return home + u'/' + QString::fromUtf8(path); };
+    // A Linux studio: VST3 bundles that state their version in
+    // moduleinfo.json, an LV2 bundle, a CLAP plug-in that really loads, one
+    // product in two formats at different versions, one bundle read from its
+    // Info.plist alone and one with nothing readable.
+    return linuxbundles::writeVst3(at(".vst3/Marsh Reverb.vst3"), linuxbundles::moduleInfo(QStringLiteral("2.1.0")))
+        && linuxbundles::writeVst3(at(".vst3/Quill Delay.vst3"), linuxbundles::moduleInfo(QStringLiteral("1.2.0")))
+        && linuxbundles::writeVst3(at(".vst3/Reed Synth.vst3"), linuxbundles::moduleInfo(QStringLiteral("3.0.1")))
+        && linuxbundles::installClap(at(".clap/Reed Synth.clap"))
+        && linuxbundles::writeLv2(at(".lv2/heron-comp.lv2"), QStringLiteral("https://www.quillmarsh.example/lv2/heron-comp"),
+                                  QStringLiteral("1.0.2"))
+        && QDir().mkpath(at(".vst3/Heron Compressor.vst3/Contents/x86_64-linux"))
+        && plistwriter::writeBundle(at(".vst3/Bog Tuner.vst3"), {{"CFBundleShortVersionString", "1.0.0"}}, Format::Xml)
+        && plistwriter::writeBundle(at("Applications/Quillmarsh Studio.app"), {{"CFBundleShortVersionString", "4.1.0"}},
+                                    Format::Binary)
+        && plistwriter::writeBundle(at("Applications/X.app"), {{"CFBundleShortVersionString", "0.9"}}, Format::Xml)
+        && QDir().mkpath(home + QStringLiteral("/Downloads"));
 }
 
 } // namespace demo

@@ -5,9 +5,11 @@
 #include "app/HubUi.h"
 #include "l10n/L10n.h"
 #include "platform/Host.h"
+#include "platform/PluginScanner.h"
 #include "support/LocalHttpService.h"
 #include "support/TestSandbox.h"
 
+#include <QCoroTask>
 #include <QDeadlineTimer>
 #include <QDir>
 #include <QGuiApplication>
@@ -66,6 +68,7 @@ int main(int argc, char *argv[])
     // A throwaway home, set before Qt reads it.
     TestSandbox sandbox;
     qputenv("QT_QPA_PLATFORM", "offscreen");
+    qputenv(platform::ProcessPluginScanner::ScannerVariable, QUILLMARSH_HUB_PLUGIN_SCANNER);
 
     QGuiApplication app(argc, argv);
     QCoreApplication::setOrganizationName(QStringLiteral("Quillmarsh"));
@@ -99,6 +102,7 @@ int main(int argc, char *argv[])
         QTextStream(stderr) << "screenshots: the demo service did not answer" << Qt::endl;
         return 1;
     }
+    QCoro::waitFor(updates.finishPluginScans());
 
     bool ok = true;
     for (const auto &[language, suffix] : {std::pair{AppLanguage::En, "en"}, std::pair{AppLanguage::Ja, "ja"}}) {
