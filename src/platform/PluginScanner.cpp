@@ -1,38 +1,57 @@
 #include "PluginScanner.h"
 
 #include <QCoreApplication>
+#include <QFile>
 #include <QCoroProcess>
-#include <QDir>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
 
+#include <cstring>
+
+#include <dirent.h>
+#include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
 namespace platform {
 namespace {
 
+void appendStatus(QByteArray &stamp, const struct stat &status)
+{
+    const qint64 fields[] = {qint64(status.st_size), qint64(status.st_mtim.tv_sec), qint64(status.st_mtim.tv_nsec),
+                             qint64(status.st_ino)};
+    stamp.append(reinterpret_cast<const char *>(fields), sizeof fields);
+}
+
 // What identifies a file or bundle as it is now: size, time of last change
-// and inode of the file, or of every Turtle file of an LV2 bundle.
+// and inode of the file, or of the folder and each Turtle file of an LV2
+// bundle (listed in the folder's own order, which holds while the folder is
+// unchanged; a changed folder has a new time of its own).
 QByteArray stamp(PluginKind kind, const QString &path)
 {
-    auto of = [](const QString &file) -> QByteArray {
-        struct stat status {};
-        if (::stat(QFile::encodeName(file).constData(), &status) != 0)
-            return "missing;";
-        return QByteArray::number(qint64(status.st_size)) + ':' + QByteArray::number(qint64(status.st_mtim.tv_sec)) + '.'
-            + QByteArray::number(qint64(status.st_mtim.tv_nsec)) + ':' + QByteArray::number(qulonglong(status.st_ino)) + ';';
-    };
+    const QByteArray native = QFile::encodeName(path);
+    struct stat status {};
+    if (::stat(native.constData(), &status) != 0)
+        return QByteArrayLiteral("missing");
+    QByteArray stamp;
+    appendStatus(stamp, status);
     if (kind == PluginKind::Clap)
-        return of(path);
-    QByteArray combined = of(path);
-    const QStringList turtle = QDir(path).entryList({QStringLiteral("*.ttl")}, QDir::Files | QDir::Hidden, QDir::Name);
-    for (const QString &name : turtle)
-        combined += QFile::encodeName(name) + '=' + of(path + u'/' + name);
-    return combined;
+        return stamp;
+    if (DIR *folder = ::opendir(native.constData())) {
+        while (const dirent *entry = ::readdir(folder)) {
+            const size_t length = std::strlen(entry->d_name);
+            if (length < 4 || std::strcmp(entry->d_name + length - 4, ".ttl") != 0)
+                continue;
+            stamp.append(entry->d_name, qsizetype(length) + 1);
+            if (::fstatat(::dirfd(folder), entry->d_name, &status, 0) == 0)
+                appendStatus(stamp, status);
+        }
+        ::closedir(folder);
+    }
+    return stamp;
 }
 
 void limitChild()

@@ -6,9 +6,18 @@
 #include "platform/PluginScanner.h"
 #include "platform/PropertyListReader.h"
 
-#include <QFileInfo>
+#include <QFile>
+
+#include <sys/stat.h>
 
 namespace {
+
+// The type bits of what `path` names, links followed; 0 when nothing is there.
+mode_t fileType(const QString &path)
+{
+    struct stat status {};
+    return ::stat(QFile::encodeName(path).constData(), &status) == 0 ? status.st_mode & S_IFMT : 0;
+}
 
 // What a scan found, or, when the file has not been scanned as it is now,
 // no version yet and a note to scan it.
@@ -26,16 +35,18 @@ std::optional<QString> scanned(platform::PluginKind kind, const QString &path, c
 std::optional<QString> bundleVersion(const QString &path, const platform::Host &host,
                                      QList<UpdateManager::PendingScan> *pending)
 {
+    const mode_t type = fileType(path);
+    if (type == 0)
+        return std::nullopt; // nothing there, so no bundle to read
     if (auto version = host.propertyLists.readString(path + QStringLiteral("/Contents/Info.plist"),
                                                      "CFBundleShortVersionString"))
         return version;
-    const QFileInfo found(path);
-    if (found.isDir()) {
-        if (QFileInfo(path + QStringLiteral("/manifest.ttl")).isFile())
+    if (S_ISDIR(type)) {
+        if (S_ISREG(fileType(path + QStringLiteral("/manifest.ttl"))))
             return scanned(platform::PluginKind::Lv2, path, host, pending);
         return host.moduleInfo.version(path);
     }
-    if (found.isFile() && path.endsWith(QLatin1String(".clap"), Qt::CaseInsensitive))
+    if (S_ISREG(type) && path.endsWith(QLatin1String(".clap"), Qt::CaseInsensitive))
         return scanned(platform::PluginKind::Clap, path, host, pending);
     return std::nullopt;
 }
