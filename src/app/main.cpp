@@ -33,7 +33,8 @@ int runWindow(int argc, char *argv[], const cli::Invocation &invocation)
     QGuiApplication app(argc, argv);
     describeApplication();
     QGuiApplication::setApplicationDisplayName(QStringLiteral("Quillmarsh Hub"));
-    QGuiApplication::setDesktopFileName(QStringLiteral("quillmarsh-hub"));
+    // The desktop entry, icon and AppStream data share this id.
+    QGuiApplication::setDesktopFileName(QStringLiteral("example.quillmarsh.Hub"));
     hubui::applyLook();
 
     QString error;

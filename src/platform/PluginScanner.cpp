@@ -121,7 +121,8 @@ QString ProcessPluginScanner::defaultScannerPath()
     const QString beside = QCoreApplication::applicationDirPath() + QStringLiteral("/quillmarsh-hub-plugin-scan");
     if (QFileInfo(beside).isExecutable())
         return beside;
-    return QStringLiteral(QUILLMARSH_HUB_LIBEXEC_DIR "/quillmarsh-hub-plugin-scan");
+    return QCoreApplication::applicationDirPath()
+        + QStringLiteral("/" QUILLMARSH_HUB_LIBEXEC_FROM_BIN "/quillmarsh-hub-plugin-scan");
 }
 
 ScanResult ProcessPluginScanner::known(PluginKind kind, const QString &path) const
