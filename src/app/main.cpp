@@ -48,6 +48,9 @@ int runWindow(int argc, char *argv[], const cli::Invocation &invocation)
     HubSession session(platform::Host::system(), *service, SelfUpdateConfig::fromEnvironment(), L10n::shared());
     // Checks for the hub's own releases from now on, window or not.
     session.selfUpdater.start();
+    // Only once a software installer has taken the hub's new package.
+    QObject::connect(&session.selfUpdater, &SelfUpdater::quitRequested, &app, &QCoreApplication::quit,
+                     Qt::QueuedConnection);
 
     QQmlApplicationEngine engine;
     hubui::prepareEngine(engine);

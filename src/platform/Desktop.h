@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QCoro/QCoroTask>
 #include <QString>
 #include <QUrl>
 
@@ -42,6 +43,28 @@ public:
 
 private:
     UrlOpener &m_fallback;
+};
+
+// Hands a downloaded package to the desktop's software installer.
+class PackageInstaller
+{
+public:
+    virtual ~PackageInstaller() = default;
+    // True once an installer has taken the package; false when none would.
+    virtual QCoro::Task<bool> install(QString packagePath) = 0;
+};
+
+// PackageKit's session interface (org.freedesktop.PackageKit.Modify
+// InstallPackageFiles) where a session service answers, else the default
+// application for the package's type, when one is registered.
+class DesktopPackageInstaller final : public PackageInstaller
+{
+public:
+    QCoro::Task<bool> install(QString packagePath) override;
+
+private:
+    static QCoro::Task<bool> throughPackageKit(QString packagePath);
+    static QCoro::Task<bool> throughDefaultHandler(QString packagePath);
 };
 
 } // namespace platform

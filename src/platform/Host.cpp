@@ -22,7 +22,8 @@ Host &Host::system()
     static SystemClock clock;
     static DesktopUrlOpener urlOpener;
     static DesktopFileRevealer revealer(urlOpener);
-    static Host host{sharedNetwork(), paths, propertyLists, moduleInfo, pluginScanner, sleeper, clock, revealer, urlOpener,
+    static DesktopPackageInstaller packageInstaller;
+    static Host host{sharedNetwork(), paths, propertyLists, moduleInfo, pluginScanner, sleeper, clock, revealer, urlOpener, packageInstaller,
                        NetworkLimits::defaults()};
     return host;
 }

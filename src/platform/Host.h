@@ -12,6 +12,7 @@ class Sleeper;
 class Clock;
 class FileRevealer;
 class UrlOpener;
+class PackageInstaller;
 struct NetworkLimits;
 
 // Every service the model needs from the machine. The application uses
@@ -27,6 +28,7 @@ struct Host
     const Clock &clock;
     FileRevealer &revealer;
     UrlOpener &urlOpener;
+    PackageInstaller &packageInstaller;
     const NetworkLimits &limits;
 
     static Host &system();

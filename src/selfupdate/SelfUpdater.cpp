@@ -218,23 +218,42 @@ void SelfUpdater::skipThisVersion()
     setState(Idle);
 }
 
-bool SelfUpdater::openPackage()
+bool SelfUpdater::packageIsThere()
 {
-    if (m_state != ReadyToInstall)
-        return false;
-    if (!QFileInfo(m_downloadedFilePath).isFile()) {
-        setProblem(UpdateProblem::PackageMissing, QStringLiteral("%1 is gone").arg(m_downloadedFilePath));
-        setState(Failed);
-        return false;
-    }
-    m_host.urlOpener.open(QUrl::fromLocalFile(m_downloadedFilePath));
-    return true;
+    if (QFileInfo(m_downloadedFilePath).isFile())
+        return true;
+    setProblem(UpdateProblem::PackageMissing, QStringLiteral("%1 is gone").arg(m_downloadedFilePath));
+    setState(Failed);
+    return false;
 }
 
 void SelfUpdater::quitAndInstall()
 {
-    if (openPackage())
-        QCoreApplication::quit();
+    if (m_state == ReadyToInstall && packageIsThere())
+        handOver(m_session);
+}
+
+QCoro::Task<> SelfUpdater::handOver(quint64 session)
+{
+    QPointer self(this);
+    const QString package = m_downloadedFilePath;
+    const bool taken = co_await m_host.packageInstaller.install(package);
+    if (!self || session != m_session)
+        co_return;
+    if (taken) {
+        emit quitRequested();
+        co_return;
+    }
+    setNeedsManualInstall(true);
+    m_host.revealer.reveal(package);
+}
+
+void SelfUpdater::setNeedsManualInstall(bool needed)
+{
+    if (needed == m_needsManualInstall)
+        return;
+    m_needsManualInstall = needed;
+    emit manualInstallChanged();
 }
 
 void SelfUpdater::dismiss()
@@ -279,6 +298,7 @@ void SelfUpdater::closeSession()
     setReleaseNotes({});
     setProgress(0, 0);
     setDownloadedFile({});
+    setNeedsManualInstall(false);
     setProblem(UpdateProblem::None, {});
 }
 

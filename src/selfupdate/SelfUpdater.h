@@ -53,6 +53,7 @@ class SelfUpdater : public QObject
     Q_PROPERTY(qint64 totalBytes READ totalBytes NOTIFY progressChanged)
     Q_PROPERTY(double progress READ progress NOTIFY progressChanged)
     Q_PROPERTY(QString downloadedFilePath READ downloadedFilePath NOTIFY downloadedFileChanged)
+    Q_PROPERTY(bool needsManualInstall READ needsManualInstall NOTIFY manualInstallChanged)
 
     Q_PROPERTY(StringKey error READ error NOTIFY errorChanged)
     Q_PROPERTY(QString errorMessage READ errorMessage NOTIFY errorChanged)
@@ -102,6 +103,9 @@ public:
     // 0 to 1.
     double progress() const { return m_total > 0 ? double(m_received) / double(m_total) : 0.0; }
     QString downloadedFilePath() const { return m_downloadedFilePath; }
+    // No installer took the package: the window says where it is and how
+    // to install it by hand, and the hub stays open.
+    bool needsManualInstall() const { return m_needsManualInstall; }
 
     UpdateProblem problem() const { return m_problem; }
     StringKey error() const { return userMessage(m_problem); }
@@ -126,10 +130,10 @@ public:
     // check the user asks for still does). A critical update is not skipped,
     // only put off.
     Q_INVOKABLE void skipThisVersion();
-    // ReadyToInstall: hands the verified package to the desktop's handler
-    // for its type. False when there is nothing to open.
-    Q_INVOKABLE bool openPackage();
-    // ReadyToInstall: opens the package, then quits so it can replace the hub.
+    // ReadyToInstall: hands the verified package to the desktop's software
+    // installer, and asks the application to quit once one has taken it so
+    // it can replace the hub. When none does, the hub stays, shows where the
+    // package is and how to install it, and reveals it in the file manager.
     Q_INVOKABLE void quitAndInstall();
     // Closes whatever is shown: an offer is put off, a check or a download
     // cancelled.
@@ -152,8 +156,14 @@ signals:
     void raiseRequested();
     // checkForUpdates() was called.
     void userCheckRequested();
+    void manualInstallChanged();
+    // An installer took the package; the application should end.
+    void quitRequested();
 
 private:
+    bool packageIsThere();
+    QCoro::Task<> handOver(quint64 session);
+    void setNeedsManualInstall(bool needed);
     void setState(State state);
     void setUserInitiated(bool userInitiated);
     void setOffer(std::optional<AppcastItem> offer);
@@ -184,6 +194,7 @@ private:
     qint64 m_received = 0;
     qint64 m_total = 0;
     QString m_downloadedFilePath;
+    bool m_needsManualInstall = false;
     UpdateProblem m_problem = UpdateProblem::None;
     QString m_errorDetail;
     QPointer<installers::DownloadControl> m_download;

@@ -337,6 +337,28 @@ HubWindow {
                 text: L10n.japanese
                       ? "アップデートをダウンロードし、署名を確認しました。ソフトウェアインストーラーで開き、置き換えのため Quillmarsh Hub を終了します。"
                       : "The update has been downloaded and its signature verified. Quillmarsh Hub will open it with your software installer and quit so it can be replaced."
+                visible: !SelfUpdater.needsManualInstall
+            }
+            // No software installer took the package: say where it is and
+            // how to install it; the hub stays open.
+            Body {
+                objectName: "selfUpdateManualInstall"
+                visible: SelfUpdater.needsManualInstall
+                text: L10n.japanese
+                      ? "パッケージを開けるソフトウェアインストーラーが見つかりませんでした。署名を確認したパッケージはここにあります:\n"
+                        + SelfUpdater.downloadedFilePath + "\n\nそのフォルダーで端末を開き、次のコマンドでインストールしてください:"
+                      : "No software installer could open the package. The verified package is here:\n"
+                        + SelfUpdater.downloadedFilePath + "\n\nOpen a terminal in that folder and install it with:"
+            }
+            TextEdit {
+                objectName: "selfUpdateInstallCommand"
+                visible: SelfUpdater.needsManualInstall
+                readOnly: true
+                selectByMouse: true
+                color: HubColors.accent
+                font.family: "monospace"
+                font.pixelSize: 12
+                text: "sudo apt install ./" + SelfUpdater.downloadedFilePath.split("/").pop()
             }
             Item { Layout.fillHeight: true }
             ButtonRow {

@@ -218,6 +218,35 @@ private slots:
         QCOMPARE(testfiles::read(saved), verified ? package : QByteArray("previous download"));
         QCOMPARE(updater->downloadedFilePath(), verified ? saved : QString());
     }
+
+    // The hub quits only once a software installer has taken the verified
+    // package; otherwise it stays, says what to do and shows the package.
+    void handOver_data()
+    {
+        QTest::addColumn<bool>("taken");
+        QTest::newRow("an installer takes it") << true;
+        QTest::newRow("no installer") << false;
+    }
+    void handOver()
+    {
+        QFETCH(bool, taken);
+        Release release = hubRelease("1.1.0");
+        serveAppcast({release.item()});
+        service.setRoute("/releases/QuillmarshHub-1.1.0.deb", Route{.body = package});
+        checkAsUser();
+        updater->install();
+        QTRY_COMPARE(updater->state(), State::ReadyToInstall);
+        host.packageInstaller.takes = taken;
+        host.packageInstaller.offered.clear();
+        host.revealer.revealed.clear();
+        QSignalSpy quit(updater.get(), &SelfUpdater::quitRequested);
+        updater->quitAndInstall();
+        QTRY_COMPARE(host.packageInstaller.offered, QStringList{updater->downloadedFilePath()});
+        QCOMPARE(quit.count(), taken ? 1 : 0);
+        QCOMPARE(updater->needsManualInstall(), !taken);
+        QCOMPARE(host.revealer.revealed, taken ? QStringList{} : QStringList{updater->downloadedFilePath()});
+        QCOMPARE(updater->state(), State::ReadyToInstall);
+    }
 };
 
 HUB_TEST_MAIN(SelfUpdaterTest)

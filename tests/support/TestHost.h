@@ -38,6 +38,19 @@ public:
     void open(const QUrl &url) override { opened << url; }
 };
 
+// Takes the package or not, as told, and remembers what it was given.
+class RecordingPackageInstaller final : public platform::PackageInstaller
+{
+public:
+    bool takes = false;
+    QStringList offered;
+    QCoro::Task<bool> install(QString packagePath) override
+    {
+        offered << packagePath;
+        co_return takes;
+    }
+};
+
 class TestHost
 {
 public:
@@ -52,6 +65,7 @@ public:
     FixedClock clock;
     RecordingRevealer revealer;
     RecordingUrlOpener urlOpener;
+    RecordingPackageInstaller packageInstaller;
     platform::NetworkLimits limits; // tests shrink these instead of waiting
-    platform::Host host{network, paths, propertyLists, moduleInfo, pluginScanner, sleeper, clock, revealer, urlOpener, limits};
+    platform::Host host{network, paths, propertyLists, moduleInfo, pluginScanner, sleeper, clock, revealer, urlOpener, packageInstaller, limits};
 };
