@@ -4,10 +4,13 @@
 //                                  prints its base URL, serves until stopped;
 //                                  with a release, also the hub's appcast
 //   quillmarsh-demo make-home DIR  writes installed bundles into DIR
+//   quillmarsh-demo serve-files DIR
+//                                  serves each file of DIR at /<name>
 #include "DemoData.h"
 #include "support/LocalHttpService.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QSocketNotifier>
 #include <QTextStream>
 
@@ -18,7 +21,7 @@ namespace {
 
 int usage()
 {
-    QTextStream(stderr) << "usage: quillmarsh-demo serve [--release FILE SIGNATURE] | make-home DIR\n";
+    QTextStream(stderr) << "usage: quillmarsh-demo serve [--release FILE SIGNATURE] | serve-files DIR | make-home DIR\n";
     return 2;
 }
 
@@ -36,6 +39,19 @@ void quitOnSignals()
     std::signal(SIGTERM, handler);
 }
 
+// Every file of a folder at /<name>, for trying a release loop.
+int serveFiles(const QString &folder)
+{
+    LocalHttpService service;
+    if (!service.listen())
+        return 1;
+    for (const QString &name : QDir(folder).entryList(QDir::Files))
+        service.setFile(u'/' + name, folder + u'/' + name);
+    quitOnSignals();
+    QTextStream(stdout) << service.baseUrl().toString() << Qt::endl;
+    return qApp->exec();
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
@@ -44,6 +60,8 @@ int main(int argc, char *argv[])
     const QStringList args = app.arguments().mid(1);
     if (args.value(0) == QLatin1String("make-home") && args.size() == 2)
         return demo::makeHome(args[1]) ? 0 : 1;
+    if (args.value(0) == QLatin1String("serve-files") && args.size() == 2)
+        return serveFiles(args[1]);
     const bool withRelease = args.size() == 4 && args[1] == QLatin1String("--release");
     if (args.value(0) != QLatin1String("serve") || (args.size() != 1 && !withRelease))
         return usage();
