@@ -1,11 +1,14 @@
 #include "SelfUpdateCommand.h"
 
 #include "Console.h"
+#include "platform/Clock.h"
 #include "platform/Host.h"
 #include "platform/HostPaths.h"
+#include "platform/Settings.h"
 #include "selfupdate/AppcastFetch.h"
 #include "selfupdate/ReleaseDownload.h"
 #include "selfupdate/SelfUpdateConfig.h"
+#include "selfupdate/SelfUpdater.h"
 #include "selfupdate/SignatureVerifier.h"
 #include "updates/UpdateStatus.h"
 
@@ -67,6 +70,10 @@ QString text(const Report &report, bool checkOnly)
         lines += QStringLiteral("Up to date.\n");
     else if (checkOnly)
         lines += QStringLiteral("Update available: %1\n").arg(oneLine(report.offered->comparableVersion()));
+    else if (report.offered->isInformationalFor(report.runningVersion))
+        lines += QStringLiteral("Update available: %1, to read about at %2; nothing to download\n")
+                     .arg(oneLine(report.offered->comparableVersion()),
+                          oneLine(report.offered->link.toString()));
     else
         lines += oneLine(report.savedPath) + u'\n';
     return lines;
@@ -86,8 +93,11 @@ QCoro::Task<int> selfUpdate(bool checkOnly, Report &report)
         co_return 1;
     }
     report.newest = fetched.appcast->newest();
-    report.offered = fetched.appcast->newestNewerThan(report.runningVersion);
-    if (!report.offered || checkOnly)
+    // The user's own command: no rollout phases, channels as chosen.
+    const OfferRules rules{platform::hubSettings().value(QLatin1String(SelfUpdater::ChannelsKey)).toStringList(), false,
+                           host.clock.now(), 0};
+    report.offered = fetched.appcast->offerFor(report.runningVersion, rules);
+    if (!report.offered || checkOnly || report.offered->isInformationalFor(report.runningVersion))
         co_return 0;
 
     const auto verifier = SignatureVerifier::fromBase64(config.publicKey);

@@ -40,6 +40,8 @@ struct RawItem
 {
     AppcastItem item;
     QString releaseNotesLink;
+    QHash<QString, QString> localizedNotesLinks;
+    QString link;
     QList<Enclosure> enclosures;
 };
 
@@ -61,17 +63,49 @@ void readCriticalUpdate(QXmlStreamReader &reader, AppcastItem &item)
     reader.skipCurrentElement();
 }
 
+QString language(const QXmlStreamReader &reader)
+{
+    return reader.attributes().value(QLatin1StringView("http://www.w3.org/XML/1998/namespace"), QLatin1StringView("lang"))
+        .toString().trimmed().toLower();
+}
+
+void readInformational(QXmlStreamReader &reader, AppcastItem &item)
+{
+    item.informational = true;
+    while (reader.readNextStartElement()) {
+        if (isSparkle(reader, QLatin1StringView("belowVersion")))
+            item.informationalBelow << reader.readElementText().trimmed();
+        else
+            reader.skipCurrentElement();
+    }
+}
+
 RawItem readItem(QXmlStreamReader &reader)
 {
     RawItem raw;
     AppcastItem &item = raw.item;
     while (reader.readNextStartElement()) {
+        const QString lang = language(reader);
         if (isPlain(reader, QLatin1StringView("title"))) {
             item.title = reader.readElementText(QXmlStreamReader::IncludeChildElements).trimmed();
         } else if (isPlain(reader, QLatin1StringView("pubDate"))) {
             item.publicationDate = QDateTime::fromString(reader.readElementText().trimmed(), Qt::RFC2822Date);
         } else if (isPlain(reader, QLatin1StringView("description"))) {
-            item.description = reader.readElementText(QXmlStreamReader::IncludeChildElements).trimmed();
+            const QString text = reader.readElementText(QXmlStreamReader::IncludeChildElements).trimmed();
+            if (lang.isEmpty())
+                item.description = text;
+            else
+                item.localizedDescriptions.insert(lang, text);
+        } else if (isPlain(reader, QLatin1StringView("link"))) {
+            raw.link = reader.readElementText().trimmed();
+        } else if (isSparkle(reader, QLatin1StringView("channel"))) {
+            item.channel = reader.readElementText().trimmed();
+        } else if (isSparkle(reader, QLatin1StringView("informationalUpdate"))) {
+            readInformational(reader, item);
+        } else if (isSparkle(reader, QLatin1StringView("phasedRolloutInterval"))) {
+            item.phasedRolloutInterval = std::max<qint64>(0, reader.readElementText().trimmed().toLongLong());
+        } else if (isSparkle(reader, QLatin1StringView("minimumAutoupdateVersion"))) {
+            item.minimumAutoupdateVersion = reader.readElementText().trimmed();
         } else if (isPlain(reader, QLatin1StringView("enclosure"))) {
             raw.enclosures << readEnclosure(reader.attributes());
             reader.skipCurrentElement();
@@ -81,7 +115,9 @@ RawItem readItem(QXmlStreamReader &reader)
             item.shortVersionString = reader.readElementText().trimmed();
         } else if (isSparkle(reader, QLatin1StringView("releaseNotesLink"))) {
             const QString link = reader.readElementText().trimmed();
-            if (raw.releaseNotesLink.isEmpty())
+            if (!lang.isEmpty())
+                raw.localizedNotesLinks.insert(lang, link);
+            else if (raw.releaseNotesLink.isEmpty())
                 raw.releaseNotesLink = link;
         } else if (isSparkle(reader, QLatin1StringView("criticalUpdate"))) {
             readCriticalUpdate(reader, item);
@@ -110,21 +146,35 @@ std::optional<QUrl> trustedUrl(const QString &text)
 
 // The item the hub could install, or nothing when the item is for another
 // operating system or misses a piece.
+// The item the hub could offer, or nothing when the item is for another
+// operating system or misses a piece. An informational item needs no
+// download, only a version.
 std::optional<AppcastItem> usableItem(RawItem raw)
 {
+    AppcastItem item = std::move(raw.item);
+    // Bad links cost the link, not the release.
+    item.releaseNotesLink = trustedUrl(raw.releaseNotesLink).value_or(QUrl());
+    for (auto it = raw.localizedNotesLinks.cbegin(); it != raw.localizedNotesLinks.cend(); ++it) {
+        if (const auto url = trustedUrl(it.value()))
+            item.localizedNotesLinks.insert(it.key(), *url);
+    }
+    item.link = trustedUrl(raw.link).value_or(QUrl());
+
     const auto forLinux = std::find_if(raw.enclosures.cbegin(), raw.enclosures.cend(), [](const Enclosure &e) {
         return e.os.isEmpty() || e.os.compare(QLatin1StringView("linux"), Qt::CaseInsensitive) == 0;
     });
-    if (forLinux == raw.enclosures.cend())
-        return std::nullopt;
-
-    AppcastItem item = std::move(raw.item);
+    if (forLinux == raw.enclosures.cend()) {
+        if (!item.informational || item.comparableVersion().isEmpty())
+            return std::nullopt;
+        return item;
+    }
     const auto url = trustedUrl(forLinux->url);
     bool lengthOk = false;
     item.length = forLinux->length.toLongLong(&lengthOk);
-    if (!url || !lengthOk || item.length <= 0 || !SignatureVerifier::decodeSignature(forLinux->signature))
+    if (!item.informational
+        && (!url || !lengthOk || item.length <= 0 || !SignatureVerifier::decodeSignature(forLinux->signature)))
         return std::nullopt;
-    item.url = *url;
+    item.url = url.value_or(QUrl());
     item.type = forLinux->type;
     item.edSignature = forLinux->signature;
     if (item.version.isEmpty())
@@ -133,12 +183,30 @@ std::optional<AppcastItem> usableItem(RawItem raw)
         item.shortVersionString = forLinux->shortVersionString;
     if (item.comparableVersion().isEmpty())
         return std::nullopt;
-    // A bad notes link costs the link, not the release.
-    item.releaseNotesLink = trustedUrl(raw.releaseNotesLink).value_or(QUrl());
     return item;
 }
 
 } // namespace
+
+bool AppcastItem::isInformationalFor(const QString &runningVersion) const
+{
+    if (!informational)
+        return false;
+    return informationalBelow.isEmpty()
+        || std::any_of(informationalBelow.cbegin(), informationalBelow.cend(), [&](const QString &below) {
+               return UpdateManager::isNewer(below, runningVersion);
+           });
+}
+
+QString AppcastItem::descriptionFor(const QString &language) const
+{
+    return localizedDescriptions.value(language, description);
+}
+
+QUrl AppcastItem::releaseNotesLinkFor(const QString &language) const
+{
+    return localizedNotesLinks.value(language, releaseNotesLink);
+}
 
 bool AppcastItem::isCriticalFor(const QString &runningVersion) const
 {
@@ -198,6 +266,28 @@ std::optional<AppcastItem> Appcast::newest() const
     std::optional<AppcastItem> best;
     for (const AppcastItem &item : m_items) {
         if (!best || UpdateManager::isNewer(item.comparableVersion(), best->comparableVersion()))
+            best = item;
+    }
+    return best;
+}
+
+std::optional<AppcastItem> Appcast::offerFor(const QString &runningVersion, const OfferRules &rules) const
+{
+    std::optional<AppcastItem> best;
+    for (const AppcastItem &item : m_items) {
+        if (!item.channel.isEmpty() && !rules.channels.contains(item.channel))
+            continue;
+        if (rules.automatic) {
+            const bool phased = item.phasedRolloutInterval > 0 && item.publicationDate.isValid()
+                && !item.isCriticalFor(runningVersion);
+            if (phased && rules.now < item.publicationDate.addSecs(item.phasedRolloutInterval * rules.rolloutGroup))
+                continue;
+            if (!item.minimumAutoupdateVersion.isEmpty()
+                && UpdateManager::isNewer(item.minimumAutoupdateVersion, runningVersion))
+                continue;
+        }
+        if (UpdateManager::isNewer(item.comparableVersion(), runningVersion)
+            && (!best || UpdateManager::isNewer(item.comparableVersion(), best->comparableVersion())))
             best = item;
     }
     return best;

@@ -2,8 +2,10 @@
 
 #include <QByteArray>
 #include <QDateTime>
+#include <QHash>
 #include <QList>
 #include <QString>
+#include <QStringList>
 #include <QUrl>
 
 #include <optional>
@@ -23,6 +25,17 @@ struct AppcastItem
     // this one; empty for every version.
     QString criticalBelowVersion;
 
+    QString channel;                  // sparkle:channel; empty for everyone
+    bool informational = false;       // sparkle:informationalUpdate: notes and a page, never a download
+    QStringList informationalBelow;   // its sparkle:belowVersion limits; empty for every version
+    QUrl link;                        // the release's web page (<link>), when trusted
+    qint64 phasedRolloutInterval = 0; // seconds between rollout groups; 0 for none
+    QString minimumAutoupdateVersion; // older running versions get it only when they ask
+    // Notes in other languages, by xml:lang; `description` and
+    // `releaseNotesLink` are those without a language.
+    QHash<QString, QString> localizedDescriptions;
+    QHash<QString, QUrl> localizedNotesLinks;
+
     QUrl url;
     qint64 length = 0;
     QString type;
@@ -34,6 +47,19 @@ struct AppcastItem
     // sparkle:version need not compare the same way.
     QString comparableVersion() const { return shortVersionString.isEmpty() ? version : shortVersionString; }
     bool isCriticalFor(const QString &runningVersion) const;
+    bool isInformationalFor(const QString &runningVersion) const;
+    // The notes for `language` ("ja", "en"), else those without a language.
+    QString descriptionFor(const QString &language) const;
+    QUrl releaseNotesLinkFor(const QString &language) const;
+};
+
+// Who is asking, for the rules that decide which item is offered.
+struct OfferRules
+{
+    QStringList channels;  // channels the user chose; items on others are never offered
+    bool automatic = true; // a scheduled check, not the user's own
+    QDateTime now;
+    int rolloutGroup = 0;  // 0 to 6, fixed per installation
 };
 
 // A parsed appcast: the items of its channel that the hub can install.
@@ -63,6 +89,11 @@ public:
     std::optional<AppcastItem> newest() const;
     // The newest usable item strictly newer than `runningVersion`.
     std::optional<AppcastItem> newestNewerThan(const QString &runningVersion) const;
+    // The same among the items `rules` allow: on no channel or a chosen
+    // one; for automatic checks, only once the phased rollout has reached
+    // the group (critical updates at once), and not when the running
+    // version is below the item's minimum for automatic updates.
+    std::optional<AppcastItem> offerFor(const QString &runningVersion, const OfferRules &rules) const;
 
 private:
     QList<AppcastItem> m_items;

@@ -19,6 +19,7 @@
 
 #include <QCoreApplication>
 #include <QFileInfo>
+#include <QRandomGenerator>
 
 SelfUpdater::SelfUpdater(platform::Host &host, SelfUpdateConfig config, L10n &l10n, QObject *parent)
     : QObject(parent)
@@ -115,7 +116,7 @@ QCoro::Task<> SelfUpdater::check(bool userInitiated)
         co_return;
     }
 
-    std::optional<AppcastItem> candidate = fetched.appcast->newestNewerThan(m_currentVersion);
+    std::optional<AppcastItem> candidate = fetched.appcast->offerFor(m_currentVersion, offerRules());
     const QString skipped = skippedVersion();
     if (candidate && !m_userInitiated && !skipped.isEmpty() && !candidate->isCriticalFor(m_currentVersion)
         && !UpdateManager::isNewer(candidate->comparableVersion(), skipped))
@@ -124,8 +125,8 @@ QCoro::Task<> SelfUpdater::check(bool userInitiated)
         setState(m_userInitiated ? UpToDate : Idle);
         co_return;
     }
-    const QString notes = candidate->description;
-    const QUrl notesLink = candidate->releaseNotesLink;
+    const QString notes = candidate->descriptionFor(language());
+    const QUrl notesLink = candidate->releaseNotesLinkFor(language());
     setOffer(std::move(candidate));
     setReleaseNotes(releasenotes::sanitize(notes));
     setState(UpdateAvailable);
@@ -145,8 +146,9 @@ QCoro::Task<> SelfUpdater::fetchReleaseNotes(QUrl link, quint64 session)
 
 void SelfUpdater::install()
 {
-    // Failed with an offer still held is a failed download: trying again is allowed.
-    if (!m_offer || (m_state != UpdateAvailable && m_state != Failed))
+    // Failed with an offer still held is a failed download: trying again is
+    // allowed. An informational release is read about, never installed.
+    if (!m_offer || (m_state != UpdateAvailable && m_state != Failed) || isInformational())
         return;
     setProblem(UpdateProblem::None, {});
     runInstall(m_session);
@@ -216,6 +218,29 @@ void SelfUpdater::skipThisVersion()
     }
     closeSession();
     setState(Idle);
+}
+
+QString SelfUpdater::language() const
+{
+    return m_l10n.isJapanese() ? QStringLiteral("ja") : QStringLiteral("en");
+}
+
+QUrl SelfUpdater::releaseNotesLink() const
+{
+    return m_offer ? m_offer->releaseNotesLinkFor(language()) : QUrl();
+}
+
+OfferRules SelfUpdater::offerRules() const
+{
+    QSettings &settings = platform::hubSettings();
+    int group = settings.value(QLatin1String(RolloutGroupKey), -1).toInt();
+    if (group < 0 || group > 6) {
+        // Fixed once per installation, so a phased release reaches each
+        // computer on one day of its rollout.
+        group = int(QRandomGenerator::global()->bounded(7));
+        settings.setValue(QLatin1String(RolloutGroupKey), group);
+    }
+    return {settings.value(QLatin1String(ChannelsKey)).toStringList(), !m_userInitiated, m_host.clock.now(), group};
 }
 
 bool SelfUpdater::packageIsThere()

@@ -48,6 +48,8 @@ class SelfUpdater : public QObject
     Q_PROPERTY(bool critical READ isCritical NOTIFY offerChanged)
     Q_PROPERTY(QString releaseNotesHtml READ releaseNotesHtml NOTIFY releaseNotesChanged)
     Q_PROPERTY(QUrl releaseNotesLink READ releaseNotesLink NOTIFY offerChanged)
+    Q_PROPERTY(bool informational READ isInformational NOTIFY offerChanged)
+    Q_PROPERTY(QUrl offeredPage READ offeredPage NOTIFY offerChanged)
 
     Q_PROPERTY(qint64 receivedBytes READ receivedBytes NOTIFY progressChanged)
     Q_PROPERTY(qint64 totalBytes READ totalBytes NOTIFY progressChanged)
@@ -68,6 +70,10 @@ public:
 
     static constexpr auto LastCheckKey = "selfupdate/lastCheck";
     static constexpr auto SkippedVersionKey = "selfupdate/skippedVersion";
+    // Release channels the user takes part in besides the default one (a
+    // list; none unless set), and the phased-rollout group of this computer.
+    static constexpr auto ChannelsKey = "selfupdate/channels";
+    static constexpr auto RolloutGroupKey = "selfupdate/rolloutGroup";
 
     // Messages follow `l10n`'s language.
     SelfUpdater(platform::Host &host, SelfUpdateConfig config, L10n &l10n, QObject *parent = nullptr);
@@ -96,7 +102,10 @@ public:
     bool isCritical() const { return m_offer && m_offer->isCriticalFor(m_currentVersion); }
     // Sanitised; from the appcast, or from the notes link once fetched.
     QString releaseNotesHtml() const { return m_releaseNotesHtml; }
-    QUrl releaseNotesLink() const { return m_offer ? m_offer->releaseNotesLink : QUrl(); }
+    QUrl releaseNotesLink() const;
+    // A release to read about on its page, not to install.
+    bool isInformational() const { return m_offer && m_offer->isInformationalFor(m_currentVersion); }
+    QUrl offeredPage() const { return m_offer ? m_offer->link : QUrl(); }
 
     qint64 receivedBytes() const { return m_received; }
     qint64 totalBytes() const { return m_total; }
@@ -161,6 +170,8 @@ signals:
     void quitRequested();
 
 private:
+    QString language() const;
+    OfferRules offerRules() const;
     bool packageIsThere();
     QCoro::Task<> handOver(quint64 session);
     void setNeedsManualInstall(bool needed);

@@ -258,8 +258,11 @@ HubWindow {
                     objectName: "selfUpdateInstall"
                     size: "regular"
                     focus: true
-                    text: L10n.japanese ? "アップデートをインストール" : "Install Update"
-                    onClicked: SelfUpdater.install()
+                    // A release to read about is never downloaded: its page instead.
+                    text: SelfUpdater.informational ? (L10n.japanese ? "詳細を見る" : "Learn More")
+                                                    : (L10n.japanese ? "アップデートをインストール" : "Install Update")
+                    onClicked: SelfUpdater.informational ? Links.openUrl(SelfUpdater.offeredPage) : SelfUpdater.install()
+                    enabled: !SelfUpdater.informational || SelfUpdater.offeredPage.toString() !== ""
                 }
                 SecondaryButton {
                     objectName: "selfUpdateRemind"

@@ -14,6 +14,16 @@ static Release release(const QString &version, const QString &shortVersion = {})
     return {version, shortVersion, url, QStringLiteral("1234"), QString::fromLatin1(QByteArray(64, 's').toBase64())};
 }
 
+// `extra` inside the item, before its enclosure (or instead of it).
+static QByteArray itemWith(const QString &version, const QByteArray &extra, bool enclosure = true)
+{
+    QByteArray item = release(version).item();
+    const qsizetype at = item.indexOf("<enclosure");
+    return item.left(at) + extra + (enclosure ? item.mid(at) : QByteArray("</item>"));
+}
+
+Q_DECLARE_METATYPE(OfferRules)
+
 class AppcastTest : public QObject
 {
     Q_OBJECT
@@ -96,6 +106,67 @@ private slots:
         const auto appcast = Appcast::parse(document(items));
         QVERIFY(appcast);
         QTEST(appcast->newestNewerThan("1.0.0").value_or(AppcastItem()).comparableVersion(), "offered");
+    }
+
+    // Channels, informational releases, phased rollouts and minimum versions
+    // for automatic updates, each as the appcast convention defines them;
+    // the running version is 1.0.0 and the items were published at the clock's now.
+    void offerRules_data()
+    {
+        QTest::addColumn<QList<QByteArray>>("items");
+        QTest::addColumn<OfferRules>("rules");
+        QTest::addColumn<QString>("offered"); // empty: none
+        QTest::addColumn<bool>("informational");
+        const QDateTime published = QDateTime::fromString("Mon, 23 Nov 2026 14:05:00 +0000", Qt::RFC2822Date);
+        const OfferRules automatic{{}, true, published, 0};
+        OfferRules user = automatic;
+        user.automatic = false;
+        OfferRules beta = automatic;
+        beta.channels = {"beta"};
+        OfferRules lateGroup = automatic;
+        lateGroup.rolloutGroup = 6;
+        lateGroup.now = published.addDays(1);
+        OfferRules lateGroupAsking = lateGroup;
+        lateGroupAsking.automatic = false;
+        const QList<QByteArray> onBeta{release("1.1").item(), itemWith("9.0", "<sparkle:channel>beta</sparkle:channel>")};
+        QTest::newRow("beta item, nobody chose beta") << onBeta << automatic << "1.1" << false;
+        QTest::newRow("beta item, beta chosen") << onBeta << beta << "9.0" << false;
+        const QByteArray page = "<link>https://www.quillmarsh.example/hub/2.0</link><sparkle:informationalUpdate/>";
+        QTest::newRow("informational") << QList<QByteArray>{itemWith("2.0", page, false)} << automatic << "2.0" << true;
+        const QByteArray below = "<sparkle:informationalUpdate><sparkle:belowVersion>0.5</sparkle:belowVersion></sparkle:informationalUpdate>";
+        QTest::newRow("informational below an older version") << QList<QByteArray>{itemWith("2.0", below)} << automatic << "2.0" << false;
+        const QList<QByteArray> phased{itemWith("2.0", "<sparkle:phasedRolloutInterval>86400</sparkle:phasedRolloutInterval>")};
+        QTest::newRow("phased, first group") << phased << automatic << "2.0" << false;
+        QTest::newRow("phased, last group on day one") << phased << lateGroup << "" << false;
+        QTest::newRow("phased, last group asking") << phased << lateGroupAsking << "2.0" << false;
+        const QList<QByteArray> minimum{itemWith("2.0", "<sparkle:minimumAutoupdateVersion>1.5</sparkle:minimumAutoupdateVersion>")};
+        QTest::newRow("below the minimum, automatic") << minimum << automatic << "" << false;
+        QTest::newRow("below the minimum, asking") << minimum << user << "2.0" << false;
+    }
+    void offerRules()
+    {
+        QFETCH(QList<QByteArray>, items);
+        QFETCH(OfferRules, rules);
+        QFETCH(QString, offered);
+        const auto appcast = Appcast::parse(document(items));
+        QVERIFY(appcast);
+        const auto offer = appcast->offerFor("1.0.0", rules);
+        QCOMPARE(offer.value_or(AppcastItem()).comparableVersion(), offered);
+        QTEST(offer.value_or(AppcastItem()).isInformationalFor("1.0.0"), "informational");
+    }
+
+    // Notes follow xml:lang, falling back to those without a language.
+    void notesByLanguage()
+    {
+        const QByteArray notes = "<description xml:lang=\"ja\">日本語</description><description>English</description>"
+                                 "<sparkle:releaseNotesLink xml:lang=\"ja\">https://www.quillmarsh.example/ja</sparkle:releaseNotesLink>";
+        const auto appcast = Appcast::parse(document({itemWith("2.0", notes)}));
+        QVERIFY(appcast && appcast->items().size() == 1);
+        const AppcastItem &item = appcast->items().first();
+        QCOMPARE(item.descriptionFor("ja"), "日本語");
+        QCOMPARE(item.descriptionFor("en"), "English");
+        QCOMPARE(item.releaseNotesLinkFor("ja"), QUrl("https://www.quillmarsh.example/ja"));
+        QCOMPARE(item.releaseNotesLinkFor("en"), QUrl());
     }
 
     void releaseNotesAreSanitised_data()

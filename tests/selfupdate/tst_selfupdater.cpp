@@ -219,6 +219,23 @@ private slots:
         QCOMPARE(updater->downloadedFilePath(), verified ? saved : QString());
     }
 
+    // A release marked informational is shown with its page, never fetched.
+    void informationalIsNeverDownloaded()
+    {
+        QByteArray item = hubRelease("1.1.0").item();
+        item.insert(item.indexOf("<enclosure"), "<link>https://www.quillmarsh.example/hub</link><sparkle:informationalUpdate/>");
+        serveAppcast({item});
+        checkAsUser();
+        QCOMPARE(updater->state(), State::UpdateAvailable);
+        QVERIFY(updater->isInformational());
+        QCOMPARE(updater->offeredPage(), QUrl("https://www.quillmarsh.example/hub"));
+        const int before = service.totalRequests();
+        updater->install();
+        QTest::qWait(50);
+        QCOMPARE(service.totalRequests(), before);
+        QCOMPARE(updater->state(), State::UpdateAvailable);
+    }
+
     // The hub quits only once a software installer has taken the verified
     // package; otherwise it stays, says what to do and shows the package.
     void handOver_data()
