@@ -174,6 +174,18 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(updater().state(), SelfUpdater::ReadyToInstall, 10000);
         QCOMPARE(textOf(dialog, "selfUpdateHeading"), "Ready to install");
         QVERIFY(shown(page(), "selfUpdateQuitAndInstall"));
+
+        // No software installer takes it: the hub stays and says what to do.
+        harness->host.packageInstaller.takes = false;
+        QSignalSpy quit(&updater(), &SelfUpdater::quitRequested);
+        click(child(page(), "selfUpdateQuitAndInstall"));
+        QTRY_VERIFY(shown(page(), "selfUpdateManualInstall"));
+        QVERIFY(!shown(page(), "selfUpdateMessage"));
+        QVERIFY(textOf(page(), "selfUpdateManualInstall").contains(updater().downloadedFilePath()));
+        QCOMPARE(textOf(page(), "selfUpdateInstallCommand"), "sudo apt install ./QuillmarshHub-1.1.0.deb");
+        harness->l10n.setLanguage(AppLanguage::Ja);
+        QVERIFY(textOf(page(), "selfUpdateManualInstall").startsWith("パッケージを開けるソフトウェアインストーラー"));
+        QCOMPARE(quit.count(), 0);
         click(child(page(), "selfUpdateLater"));
         expectClosed();
     }
