@@ -60,7 +60,8 @@ public:
     platform::SystemHostPaths paths;
     platform::LibPlistReader propertyLists;
     platform::Json5ModuleInfoReader moduleInfo;
-    platform::ProcessPluginScanner pluginScanner{QStringLiteral(QUILLMARSH_HUB_PLUGIN_SCANNER), std::chrono::seconds(1)};
+    // Long enough for a loaded machine; a hanging plug-in costs this once.
+    platform::ProcessPluginScanner pluginScanner{QStringLiteral(QUILLMARSH_HUB_PLUGIN_SCANNER), std::chrono::seconds(3)};
     platform::BootClockSleeper sleeper;
     FixedClock clock;
     RecordingRevealer revealer;
