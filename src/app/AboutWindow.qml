@@ -37,7 +37,7 @@ HubWindow {
         Text {
             Layout.alignment: Qt.AlignHCenter
             text: "Quillmarsh Hub"
-            font.pointSize: 15
+            font.pixelSize: 15
             font.weight: Font.Bold
             color: HubColors.text
         }
@@ -45,7 +45,7 @@ HubWindow {
             objectName: "aboutVersion"
             Layout.alignment: Qt.AlignHCenter
             text: (L10n.japanese ? "バージョン " : "Version ") + Qt.application.version
-            font.pointSize: 11
+            font.pixelSize: 11
             color: HubColors.textSecondary
         }
         AbstractButton {
@@ -62,7 +62,7 @@ HubWindow {
             Keys.onEnterPressed: clicked()
             contentItem: Text {
                 text: siteLink.text
-                font.pointSize: 11
+                font.pixelSize: 11
                 font.underline: siteLink.hovered || siteLink.visualFocus
                 color: HubColors.accent
             }

@@ -46,9 +46,12 @@ QUrl mainWindowUrl()
 void applyLook()
 {
     QQuickStyle::setStyle(QStringLiteral("Basic"));
-    QFont font(QStringLiteral("Noto Sans"));
-    font.setFamilies({QStringLiteral("Noto Sans"), QStringLiteral("Noto Sans CJK JP")});
-    font.setPointSizeF(13);
+    // Inter has real medium and semibold weights; Japanese and emoji fall
+    // back, in that order, to fonts that cover them. Sizes are logical
+    // pixels, the unit of every layout metric.
+    QFont font(QStringLiteral("Inter"));
+    font.setFamilies({QStringLiteral("Inter"), QStringLiteral("Noto Sans CJK JP"), QStringLiteral("Noto Color Emoji")});
+    font.setPixelSize(13);
     QGuiApplication::setFont(font);
 }
 

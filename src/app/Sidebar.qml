@@ -41,7 +41,7 @@ Rectangle {
             Text {
                 Layout.fillWidth: true
                 text: tabRow.text
-                font.pointSize: 13
+                font.pixelSize: 13
                 font.weight: tabRow.selected ? Font.Medium : Font.Normal
                 color: HubColors.text
                 elide: Text.ElideRight

@@ -21,7 +21,7 @@ Rectangle {
         id: labelText
         anchors.centerIn: parent
         text: badge.label
-        font.pointSize: 9
+        font.pixelSize: 9
         font.weight: Font.DemiBold
         color: HubColors.textSecondary
     }

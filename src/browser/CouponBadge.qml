@@ -49,7 +49,7 @@ AbstractButton {
             objectName: "couponLabel"
             anchors.verticalCenter: parent.verticalCenter
             text: control.shownLabel
-            font.pointSize: 9
+            font.pixelSize: 9
             font.weight: Font.Bold
             color: "black"
             maximumLineCount: 1
@@ -60,7 +60,7 @@ AbstractButton {
             anchors.verticalCenter: parent.verticalCenter
             text: control.code
             font.family: "monospace"
-            font.pointSize: 9
+            font.pixelSize: 9
             font.weight: Font.Medium
             color: "black"
             opacity: 0.85

@@ -20,7 +20,7 @@ Button {
     rightPadding: leftPadding
     topPadding: regular ? 9 : 5
     bottomPadding: topPadding
-    font.pointSize: regular ? 14 : 12
+    font.pixelSize: regular ? 14 : 12
     font.weight: Font.DemiBold
 
     scale: down ? 0.97 : 1

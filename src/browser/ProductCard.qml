@@ -54,7 +54,7 @@ Rectangle {
                 anchors.centerIn: parent
                 text: card.initials
                 textFormat: Text.PlainText
-                font.pointSize: 13
+                font.pixelSize: 13
                 font.weight: Font.DemiBold
                 color: HubColors.accent
             }
@@ -81,7 +81,7 @@ Rectangle {
                     text: card.displayName
                     textFormat: Text.PlainText
                     elide: Text.ElideRight
-                    font.pointSize: 13
+                    font.pixelSize: 13
                     font.weight: Font.Medium
                     color: HubColors.text
                 }
@@ -109,7 +109,7 @@ Rectangle {
                 text: card.versionLine
                 textFormat: Text.PlainText
                 font.family: "monospace"
-                font.pointSize: 11
+                font.pixelSize: 11
                 color: HubColors.textSecondary
             }
         }

@@ -35,7 +35,7 @@ Rectangle {
                 objectName: "summaryValue"
                 anchors.horizontalCenter: parent.horizontalCenter
                 text: String(summary.value)
-                font.pointSize: 18
+                font.pixelSize: 18
                 font.weight: Font.Bold
                 color: summary.valueColor
             }
@@ -43,7 +43,7 @@ Rectangle {
                 objectName: "summaryLabel"
                 anchors.horizontalCenter: parent.horizontalCenter
                 text: summary.label
-                font.pointSize: 10
+                font.pixelSize: 10
                 font.weight: Font.Medium
                 color: HubColors.textSecondary
             }
@@ -66,7 +66,7 @@ Rectangle {
             Text {
                 objectName: "listTitle"
                 text: L10n.japanese ? "製品一覧" : "Products"
-                font.pointSize: 16
+                font.pixelSize: 16
                 font.weight: Font.DemiBold
                 color: HubColors.text
             }
@@ -178,7 +178,7 @@ Rectangle {
                     Text {
                         anchors.horizontalCenter: parent.horizontalCenter
                         text: L10n.japanese ? "カタログ読み込み中…" : "Loading catalog…"
-                        font.pointSize: 12
+                        font.pixelSize: 12
                         color: HubColors.textSecondary
                     }
                 }

@@ -29,7 +29,7 @@ Rectangle {
         text: header.title
         textFormat: Text.PlainText
         elide: Text.ElideRight
-        font.pointSize: 11
+        font.pixelSize: 11
         font.weight: Font.DemiBold
         font.capitalization: Font.AllUppercase
         font.letterSpacing: 0.5

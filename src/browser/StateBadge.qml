@@ -36,7 +36,7 @@ Rectangle {
         objectName: "stateBadgeText"
         anchors.centerIn: parent
         text: badge.badgeText
-        font.pointSize: 11
+        font.pixelSize: 11
         font.weight: Font.Medium
         color: badge.stateColor
     }

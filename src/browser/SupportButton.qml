@@ -14,7 +14,7 @@ Button {
     rightPadding: 10
     topPadding: 4
     bottomPadding: 4
-    font.pointSize: 11
+    font.pixelSize: 11
     font.weight: Font.Medium
 
     contentItem: Text {

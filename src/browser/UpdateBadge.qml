@@ -17,7 +17,7 @@ Rectangle {
         id: labelText
         anchors.centerIn: parent
         text: "UPDATE"
-        font.pointSize: 9
+        font.pixelSize: 9
         font.weight: Font.Bold
         color: "black"
     }

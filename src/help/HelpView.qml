@@ -23,7 +23,7 @@ Rectangle {
             id: sectionTitle
             objectName: "sectionTitle"
             Layout.fillWidth: true
-            font.pointSize: 14
+            font.pixelSize: 14
             font.weight: Font.DemiBold
             color: HubColors.text
             wrapMode: Text.Wrap
@@ -32,7 +32,7 @@ Rectangle {
             id: sectionBody
             objectName: "sectionBody"
             Layout.fillWidth: true
-            font.pointSize: 13
+            font.pixelSize: 13
             color: HubColors.textSecondary
             wrapMode: Text.Wrap
         }
@@ -58,7 +58,7 @@ Rectangle {
                 objectName: "helpHeading"
                 Layout.fillWidth: true
                 text: L10n.japanese ? "Quillmarsh Hub の使い方" : "How Quillmarsh Hub works"
-                font.pointSize: 17
+                font.pixelSize: 17
                 font.weight: Font.Bold
                 color: HubColors.text
                 wrapMode: Text.Wrap
@@ -69,7 +69,7 @@ Rectangle {
                 text: L10n.japanese
                       ? "Quillmarsh Hub は、このコンピュータにインストールされている Quillmarsh の製品を確認し、アップデートがあればインストーラをダウンロードします。"
                       : "Quillmarsh Hub keeps track of the Quillmarsh products installed on this computer and downloads the installers of their updates."
-                font.pointSize: 13
+                font.pixelSize: 13
                 color: HubColors.textSecondary
                 wrapMode: Text.Wrap
             }
@@ -99,7 +99,7 @@ Rectangle {
                 objectName: "supportHeading"
                 Layout.fillWidth: true
                 text: L10n.japanese ? "さらに詳しいサポートは:" : "Need more help?"
-                font.pointSize: 13
+                font.pixelSize: 13
                 font.weight: Font.DemiBold
                 color: HubColors.text
                 wrapMode: Text.Wrap
@@ -125,7 +125,7 @@ Rectangle {
                     }
                     Text {
                         text: supportLink.text
-                        font.pointSize: 13
+                        font.pixelSize: 13
                         font.underline: supportLink.hovered || supportLink.visualFocus
                         color: supportLink.down ? HubColors.withOpacity(HubColors.accent, 0.7) : HubColors.accent
                     }
@@ -140,7 +140,7 @@ Rectangle {
                 selectByMouse: true
                 activeFocusOnTab: true
                 text: Links.supportEmail
-                font.pointSize: 13
+                font.pixelSize: 13
                 color: HubColors.textSecondary
                 selectionColor: HubColors.withOpacity(HubColors.accent, 0.5)
                 selectedTextColor: HubColors.text

@@ -31,7 +31,7 @@ Rectangle {
         Accessible.name: text
         Accessible.checked: checked
 
-        font.pointSize: 13
+        font.pixelSize: 13
         spacing: 8
         indicator: Rectangle {
             x: option.leftPadding
@@ -70,7 +70,7 @@ Rectangle {
             Layout.alignment: Qt.AlignTop
             Layout.topMargin: 6
             text: L10n.japanese ? "言語" : "Language"
-            font.pointSize: 13
+            font.pixelSize: 13
             color: HubColors.text
         }
         ColumnLayout {

@@ -35,7 +35,7 @@ Rectangle {
                 objectName: "productName"
                 Layout.fillWidth: true
                 text: "Quillmarsh Hub"
-                font.pointSize: 13
+                font.pixelSize: 13
                 font.weight: Font.Medium
                 color: HubColors.text
                 elide: Text.ElideRight
@@ -45,7 +45,7 @@ Rectangle {
             objectName: "installedVersion"
             Layout.preferredWidth: 100
             text: AppState.updateManager.hubInstalledVersion
-            font.pointSize: 13
+            font.pixelSize: 13
             font.family: "monospace"
             color: HubColors.textSecondary
             elide: Text.ElideRight
@@ -55,7 +55,7 @@ Rectangle {
             objectName: "latestVersion"
             Layout.preferredWidth: 100
             text: AppState.updateManager.hubHasLatestVersion ? AppState.updateManager.hubLatestVersion : "\u2014"
-            font.pointSize: 13
+            font.pixelSize: 13
             font.family: "monospace"
             color: HubColors.textSecondary
             elide: Text.ElideRight

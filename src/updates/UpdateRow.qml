@@ -33,7 +33,7 @@ Rectangle {
             objectName: "productName"
             Layout.fillWidth: true
             text: row.displayName
-            font.pointSize: 13
+            font.pixelSize: 13
             color: HubColors.text
             elide: Text.ElideRight
         }
@@ -42,7 +42,7 @@ Rectangle {
             objectName: "installedVersion"
             Layout.preferredWidth: 100
             text: row.installedLabel
-            font.pointSize: 13
+            font.pixelSize: 13
             font.family: "monospace"
             color: HubColors.textSecondary
             elide: Text.ElideRight
@@ -60,7 +60,7 @@ Rectangle {
             objectName: "latestVersion"
             Layout.preferredWidth: 100
             text: row.latestLabel
-            font.pointSize: 13
+            font.pixelSize: 13
             font.family: "monospace"
             color: HubColors.textSecondary
             elide: Text.ElideRight

@@ -47,7 +47,7 @@ Row {
         width: Math.min(implicitWidth, badge.maximumWidth - icon.width - badge.spacing)
         text: badge.text
         elide: Text.ElideRight
-        font.pointSize: 12
+        font.pixelSize: 12
         font.weight: badge.status === UpdateStatus.UpdateAvailable ? Font.Medium : Font.Normal
         color: badge.tint
     }

@@ -20,13 +20,13 @@ Rectangle {
     }
 
     component ColumnTitle: Text {
-        font.pointSize: 11
+        font.pixelSize: 11
         font.weight: Font.Medium
         color: HubColors.textSecondary
         rightPadding: 6
         // A long title shrinks a little rather than lose its end.
         fontSizeMode: Text.HorizontalFit
-        minimumPointSize: 9
+        minimumPixelSize: 9
         elide: Text.ElideRight
     }
 
@@ -46,7 +46,7 @@ Rectangle {
             Text {
                 objectName: "updatesTitle"
                 text: L10n.japanese ? "アップデート" : "Updates"
-                font.pointSize: 16
+                font.pixelSize: 16
                 font.weight: Font.DemiBold
                 color: HubColors.text
             }
@@ -175,7 +175,7 @@ Rectangle {
                             return ""
                         return japanese ? "未確認" : "Not checked yet"
                     }
-                    font.pointSize: 11
+                    font.pixelSize: 11
                     color: HubColors.textSecondary
                     elide: Text.ElideRight
                 }
@@ -186,7 +186,7 @@ Rectangle {
                         L10n.japanese // re-read on a language switch
                         return L10n.updatesAvailableText(root.manager.availableCount)
                     }
-                    font.pointSize: 11
+                    font.pixelSize: 11
                     font.weight: Font.Medium
                     color: HubColors.accent
                 }

@@ -85,7 +85,7 @@ HubWindow {
                 objectName: "selfUpdateHeading"
                 Layout.fillWidth: true
                 Layout.alignment: Qt.AlignVCenter
-                font.pointSize: 15
+                font.pixelSize: 15
                 font.weight: Font.Bold
                 color: HubColors.text
                 wrapMode: Text.Wrap
@@ -138,13 +138,13 @@ HubWindow {
     // The pieces every page shares.
     component Body: Text {
         Layout.fillWidth: true
-        font.pointSize: 12
+        font.pixelSize: 12
         color: HubColors.text
         wrapMode: Text.Wrap
     }
     // Sized to sit beside a regular HubButton.
     component SecondaryButton: SupportButton {
-        font.pointSize: 12
+        font.pixelSize: 12
         leftPadding: 14
         rightPadding: 14
         topPadding: 8
@@ -213,7 +213,7 @@ HubWindow {
                     // Rich text ignores linkColor; a style sheet gives links the accent.
                     text: "<style>a { color: %1; }</style>".arg(HubColors.accent) + SelfUpdater.releaseNotesHtml
                     color: HubColors.text
-                    font.pointSize: 12
+                    font.pixelSize: 12
                     Accessible.role: Accessible.StaticText
                     Accessible.name: L10n.japanese ? "リリースノート" : "Release notes"
                     onLinkActivated: link => Links.openUrl(link)
@@ -233,7 +233,7 @@ HubWindow {
                 Accessible.name: text
                 contentItem: Text {
                     text: notesLink.text
-                    font.pointSize: 12
+                    font.pixelSize: 12
                     font.underline: notesLink.hovered || notesLink.visualFocus
                     color: HubColors.accent
                 }
@@ -311,7 +311,7 @@ HubWindow {
             Text {
                 objectName: "selfUpdateBytes"
                 Layout.fillWidth: true
-                font.pointSize: 11
+                font.pixelSize: 11
                 color: HubColors.textSecondary
                 text: SelfUpdater.totalBytes > 0
                       ? (L10n.japanese ? "%1 / %2" : "%1 of %2")
@@ -418,7 +418,7 @@ HubWindow {
                 objectName: "selfUpdateDetail"
                 visible: text !== ""
                 Layout.fillWidth: true
-                font.pointSize: 11
+                font.pixelSize: 11
                 color: HubColors.textSecondary
                 wrapMode: Text.Wrap
                 text: SelfUpdater.errorDetail
