@@ -28,7 +28,7 @@ HubWindow {
 
         Image {
             Layout.alignment: Qt.AlignHCenter
-            source: "qrc:/Quillmarsh/Hub/icons/logo.svg"
+            source: "qrc:/Quillmarsh/Hub/app/icons/logo.svg"
             sourceSize: Qt.size(128, 128)
             Layout.preferredWidth: 64
             Layout.preferredHeight: 64

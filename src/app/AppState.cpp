@@ -4,6 +4,7 @@
 #include "platform/HostPaths.h"
 #include "platform/Schedule.h"
 
+#include <QCoroSignal>
 #include <QDir>
 
 AppState::AppState(platform::Host &host, const ServiceAddress &service, const Schedule &schedule, QObject *parent)
@@ -14,6 +15,7 @@ AppState::AppState(platform::Host &host, const ServiceAddress &service, const Sc
                                           schedule.catalogFetchInterval, this))
     , m_updateManager(new UpdateManager(service.versionsURL(), host, schedule.updateCheckInterval, this))
 {
+    m_updateManager->bindCatalog(m_catalog);
 }
 
 void AppState::setSelectedTab(AppTab tab)
@@ -31,6 +33,8 @@ void AppState::setup()
     m_isSetUp = true;
 
     prepareHubDirectory();
+    // Not for the catalogue already there: the steps below cover it.
+    connect(m_catalog, &ProductCatalogManager::revisionChanged, this, &AppState::applyCatalogue);
     m_catalog->startBackgroundFetches();
     refreshAllStates();
     startBackgroundTasks();
@@ -64,6 +68,33 @@ void AppState::refreshAllStates()
             computed.insert(product.id, stateOf(product, home));
         setProductState(product.id, computed.value(product.id));
     }
+}
+
+void AppState::applyCatalogue()
+{
+    refreshAllStates();
+    m_updateManager->rebuildStates();
+}
+
+QCoro::Task<AppState::RefreshOutcome> AppState::refreshEverything()
+{
+    QPointer self(this);
+    RefreshOutcome outcome;
+    prepareHubDirectory();
+    outcome.catalogue = co_await m_catalog->fetchCatalog();
+    if (!self)
+        co_return outcome;
+    applyCatalogue();
+    // The first catalogue after an early feed starts a check of its own;
+    // this pass's check follows it rather than fail as a duplicate.
+    if (m_updateManager->isChecking())
+        co_await qCoro(m_updateManager, &UpdateManager::isCheckingChanged);
+    if (!self)
+        co_return outcome;
+    outcome.check = co_await m_updateManager->checkForUpdates();
+    if (self)
+        co_await m_updateManager->finishPluginScans();
+    co_return outcome;
 }
 
 void AppState::refreshCatalogAndStates()

@@ -58,12 +58,22 @@ public:
     ProductCatalogManager *catalog() const { return m_catalog; }
     UpdateManager *updateManager() const { return m_updateManager; }
 
-    // Creates the hub directory and starts every schedule. Runs once: a
-    // second call (the window shown again) changes nothing.
-    Q_INVOKABLE void setup();
+    // Creates the hub directory, follows the catalogue and starts every
+    // schedule. Runs once: a second call changes nothing.
+    void setup();
     // Creates the hub directory; failures are ignored.
     void prepareHubDirectory();
     Q_INVOKABLE void refreshAllStates();
+
+    struct RefreshOutcome
+    {
+        Outcome catalogue;
+        Outcome check;
+    };
+    // One pass of everything, in order: download the catalogue, probe the
+    // installs, rebuild the update states, check the feed. Resumes once the
+    // plug-in scans it started have ended. For the command line and tests.
+    QCoro::Task<RefreshOutcome> refreshEverything();
     // The product list's refresh: download the catalogue, then recompute
     // the install states, whatever the download's outcome.
     Q_INVOKABLE void refreshCatalogAndStates();
@@ -79,6 +89,9 @@ signals:
     void productStatesChanged();
 
 private:
+    // What each applied catalogue brings: the installs probed afresh, then
+    // the update states rebuilt from them.
+    void applyCatalogue();
     static HubInstallState stateOf(const Product &product, const QString &homePath);
     void setProductState(const QString &productId, HubInstallState state);
     void startBackgroundTasks();

@@ -27,17 +27,6 @@ Rectangle {
 
     color: HubColors.background
 
-    // Every applied catalogue re-probes the installs and rebuilds the
-    // update rows from it, in that order. Not for the catalogue already
-    // there when the view appears.
-    Connections {
-        target: AppState.catalog
-        function onRevisionChanged() {
-            AppState.refreshAllStates()
-            AppState.updateManager.rebuildStates()
-        }
-    }
-
     ColumnLayout {
         anchors.fill: parent
         spacing: 0
@@ -75,7 +64,7 @@ Rectangle {
                     Keys.onEnterPressed: clicked()
 
                     contentItem: IconImage {
-                        source: "qrc:/Quillmarsh/Hub/icons/sidebar-toggle.svg"
+                        source: "qrc:/Quillmarsh/Hub/app/icons/sidebar-toggle.svg"
                         sourceSize: Qt.size(16, 16)
                         color: HubColors.textSecondary
                         fillMode: Image.Pad

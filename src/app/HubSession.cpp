@@ -1,7 +1,10 @@
 #include "HubSession.h"
 
-#include "app/HubUi.h"
 #include "platform/Host.h"
+
+namespace {
+HubSession *liveSession = nullptr;
+}
 
 HubSession::HubSession(platform::Host &host, const ServiceAddress &service, SelfUpdateConfig selfUpdate, L10n &l10n)
     : state(host, service)
@@ -11,5 +14,26 @@ HubSession::HubSession(platform::Host &host, const ServiceAddress &service, Self
     , productList(state)
     , updateRows(state)
 {
-    hubui::registerSingletons({state, l10n, links, productList, updateRows, selfUpdater});
+    Q_ASSERT(!liveSession);
+    liveSession = this;
+}
+
+HubSession::~HubSession()
+{
+    liveSession = nullptr;
+}
+
+HubSession &HubSession::current()
+{
+    Q_ASSERT(liveSession);
+    return *liveSession;
+}
+
+void HubSession::contentAppeared()
+{
+    state.setup();
+    state.updateManager()->triggerSparkleUpdate = [updater = QPointer(&selfUpdater)] {
+        if (updater)
+            updater->checkForUpdates();
+    };
 }

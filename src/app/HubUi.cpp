@@ -1,36 +1,14 @@
 #include "HubUi.h"
 
-#include "app/AppState.h"
-#include "app/DesktopLinks.h"
-#include "browser/ProductListModel.h"
-#include "l10n/L10n.h"
-#include "selfupdate/SelfUpdater.h"
-#include "updates/UpdateRowsModel.h"
+#include "app/HubSession.h"
 
 #include <QFont>
 #include <QGuiApplication>
-#include <QQmlEngine>
+#include <QQmlApplicationEngine>
+#include <QQuickWindow>
 #include <QQuickStyle>
 
 namespace hubui {
-
-void registerSingletons(const HubUiContext &context)
-{
-    constexpr auto Uri = "Quillmarsh.Hub";
-    qmlRegisterSingletonInstance(Uri, 1, 0, "AppState", &context.appState);
-    qmlRegisterSingletonInstance(Uri, 1, 0, "L10n", &context.l10n);
-    qmlRegisterSingletonInstance(Uri, 1, 0, "Links", &context.links);
-    qmlRegisterSingletonInstance(Uri, 1, 0, "ProductListModel", &context.productList);
-    qmlRegisterSingletonInstance(Uri, 1, 0, "UpdateRowsModel", &context.updateRows);
-    qmlRegisterSingletonInstance(Uri, 1, 0, "SelfUpdater", &context.selfUpdater);
-    qmlRegisterUncreatableMetaObject(HubInstallStateNs::staticMetaObject, Uri, 1, 0, "HubInstallState",
-                                     QStringLiteral("an enumeration"));
-    qmlRegisterUncreatableMetaObject(AppTabNs::staticMetaObject, Uri, 1, 0, "AppTab", QStringLiteral("an enumeration"));
-    qmlRegisterUncreatableMetaObject(AppLanguageNs::staticMetaObject, Uri, 1, 0, "AppLanguage",
-                                     QStringLiteral("an enumeration"));
-    qmlRegisterUncreatableMetaObject(UpdateStatus::staticMetaObject, Uri, 1, 0, "UpdateStatus",
-                                     QStringLiteral("an enumeration"));
-}
 
 void prepareEngine(QQmlEngine &engine)
 {
@@ -38,9 +16,13 @@ void prepareEngine(QQmlEngine &engine)
     engine.addImportPath(QStringLiteral("qrc:/"));
 }
 
-QUrl mainWindowUrl()
+QQuickWindow *openMainWindow(QQmlApplicationEngine &engine, HubSession &session)
 {
-    return QUrl(QStringLiteral("qrc:/Quillmarsh/Hub/Main.qml"));
+    engine.load(QUrl(QStringLiteral("qrc:/Quillmarsh/Hub/app/Main.qml")));
+    auto *window = engine.rootObjects().isEmpty() ? nullptr : qobject_cast<QQuickWindow *>(engine.rootObjects().constLast());
+    if (window)
+        session.contentAppeared();
+    return window;
 }
 
 void applyLook()

@@ -1,32 +1,17 @@
 #pragma once
 
-class AppState;
-class L10n;
-class DesktopLinks;
-class ProductListModel;
-class UpdateRowsModel;
-class SelfUpdater;
+class HubSession;
+class QQmlApplicationEngine;
 class QQmlEngine;
-class QUrl;
-
-// The objects the views read, each registered once as a singleton of the
-// Quillmarsh.Hub module. Views never create them.
-struct HubUiContext
-{
-    AppState &appState;
-    L10n &l10n;
-    DesktopLinks &links;
-    ProductListModel &productList;
-    UpdateRowsModel &updateRows;
-    SelfUpdater &selfUpdater;
-};
+class QQuickWindow;
 
 namespace hubui {
 
-void registerSingletons(const HubUiContext &context);
 // Lets `engine` find the module in the application's resources.
 void prepareEngine(QQmlEngine &engine);
-QUrl mainWindowUrl();
+// Loads the main window and, its content up, starts `session`'s engine.
+// Null (with the errors logged) when the window cannot be made.
+QQuickWindow *openMainWindow(QQmlApplicationEngine &engine, HubSession &session);
 // Makes the fonts and the dark palette the same on every machine.
 void applyLook();
 

@@ -66,11 +66,6 @@ ApplicationWindow {
 
     ContentView {
         anchors.fill: parent
-
-        Component.onCompleted: {
-            AppState.setup()
-            AppState.updateManager.connectSelfUpdater(SelfUpdater)
-        }
     }
 
     Shortcut {

@@ -34,7 +34,7 @@ Rectangle {
         contentItem: RowLayout {
             spacing: 8
             IconImage {
-                source: "qrc:/Quillmarsh/Hub/icons/" + tabRow.iconName + ".svg"
+                source: "qrc:/Quillmarsh/Hub/app/icons/" + tabRow.iconName + ".svg"
                 sourceSize: Qt.size(15, 15)
                 color: tabRow.selected ? HubColors.accent : HubColors.textSecondary
             }
@@ -106,7 +106,7 @@ Rectangle {
             Keys.onEnterPressed: clicked()
 
             contentItem: Image {
-                source: "qrc:/Quillmarsh/Hub/icons/logo.svg"
+                source: "qrc:/Quillmarsh/Hub/app/icons/logo.svg"
                 sourceSize: Qt.size(96, 96)
                 fillMode: Image.PreserveAspectFit
             }

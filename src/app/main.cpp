@@ -58,9 +58,8 @@ int runWindow(int argc, char *argv[], const cli::Invocation &invocation)
 
     QQmlApplicationEngine engine;
     hubui::prepareEngine(engine);
-    QObject::connect(&engine, &QQmlApplicationEngine::objectCreationFailed, &app,
-                     [] { QCoreApplication::exit(1); }, Qt::QueuedConnection);
-    engine.load(hubui::mainWindowUrl());
+    if (!hubui::openMainWindow(engine, session))
+        return 1;
     return app.exec();
 }
 

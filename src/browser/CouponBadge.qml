@@ -41,7 +41,7 @@ AbstractButton {
 
         IconImage {
             anchors.verticalCenter: parent.verticalCenter
-            source: "qrc:/Quillmarsh/Hub/icons/coupon.svg"
+            source: "qrc:/Quillmarsh/Hub/app/icons/coupon.svg"
             sourceSize: Qt.size(11, 11)
             color: "black"
         }

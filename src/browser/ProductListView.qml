@@ -94,7 +94,7 @@ Rectangle {
                 }
 
                 contentItem: IconImage {
-                    source: "qrc:/Quillmarsh/Hub/icons/refresh.svg"
+                    source: "qrc:/Quillmarsh/Hub/app/icons/refresh.svg"
                     sourceSize: Qt.size(16, 16)
                     color: HubColors.withOpacity(HubColors.accent, refresh.down ? 0.6 : 1)
                 }

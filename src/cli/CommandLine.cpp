@@ -21,41 +21,32 @@ Invocation usageError(const QString &why)
     return invocation;
 }
 
-// Loads the cache, fetches the catalogue and checks for updates through the
-// engine's own operations, then settles the states as the window would.
-QCoro::Task<int> refreshEverything(AppState &state, QStringList &failures)
+// The engine's one refresh pass; lists what failed, in plain words.
+QCoro::Task<QStringList> refreshEverything(AppState &state)
 {
-    state.prepareHubDirectory();
-    const Outcome catalogue = co_await state.catalog()->fetchCatalog();
-    if (!catalogue.ok())
-        failures << QStringLiteral("catalogue download failed: ") + catalogue.error;
-    state.updateManager()->bindCatalog(state.catalog());
-    state.updateManager()->rebuildStates();
-    const Outcome check = co_await state.updateManager()->checkForUpdates();
-    if (!check.ok())
-        failures << QStringLiteral("update check failed: ") + check.error;
-    state.refreshAllStates();
-    state.updateManager()->rebuildStates();
-    co_await state.updateManager()->finishPluginScans();
-    co_return failures.isEmpty() ? 0 : 1;
+    const AppState::RefreshOutcome outcome = co_await state.refreshEverything();
+    QStringList failures;
+    if (!outcome.catalogue.ok())
+        failures << QStringLiteral("catalogue download failed: ") + outcome.catalogue.error;
+    if (!outcome.check.ok())
+        failures << QStringLiteral("update check failed: ") + outcome.check.error;
+    co_return failures;
 }
 
 QCoro::Task<int> runStatus(const Invocation &invocation, AppState &state)
 {
-    QStringList failures;
-    const int status = co_await refreshEverything(state, failures);
+    const QStringList failures = co_await refreshEverything(state);
     const StatusReport report(state);
     out() << (invocation.json ? report.json() : report.text());
     out().flush();
     for (const QString &failure : failures)
         complain(failure);
-    co_return status;
+    co_return failures.isEmpty() ? 0 : 1;
 }
 
 QCoro::Task<int> runDownload(const Invocation &invocation, AppState &state)
 {
-    QStringList failures;
-    co_await refreshEverything(state, failures);
+    const QStringList failures = co_await refreshEverything(state);
     for (const QString &failure : failures)
         complain(failure);
 

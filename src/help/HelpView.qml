@@ -119,7 +119,7 @@ Rectangle {
                 contentItem: RowLayout {
                     spacing: 6
                     IconImage {
-                        source: "qrc:/Quillmarsh/Hub/icons/support-link.svg"
+                        source: "qrc:/Quillmarsh/Hub/app/icons/support-link.svg"
                         sourceSize: Qt.size(14, 14)
                         color: HubColors.accent
                     }

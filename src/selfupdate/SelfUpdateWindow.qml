@@ -77,7 +77,7 @@ HubWindow {
                 Layout.alignment: Qt.AlignVCenter
                 Layout.preferredWidth: 44
                 Layout.preferredHeight: 44
-                source: "qrc:/Quillmarsh/Hub/icons/logo.svg"
+                source: "qrc:/Quillmarsh/Hub/app/icons/logo.svg"
                 sourceSize: Qt.size(88, 88)
                 fillMode: Image.PreserveAspectFit
             }

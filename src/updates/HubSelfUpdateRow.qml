@@ -27,7 +27,7 @@ Rectangle {
             Layout.fillWidth: true
             spacing: 8
             IconImage {
-                source: "qrc:/Quillmarsh/Hub/icons/hub-app.svg"
+                source: "qrc:/Quillmarsh/Hub/app/icons/hub-app.svg"
                 sourceSize: Qt.size(16, 16)
                 color: HubColors.accent
             }

@@ -229,14 +229,6 @@ void UpdateManager::startHubSelfUpdate()
         triggerSparkleUpdate();
 }
 
-void UpdateManager::connectSelfUpdater(QObject *updater)
-{
-    triggerSparkleUpdate = [target = QPointer(updater)] {
-        if (target)
-            QMetaObject::invokeMethod(target, "checkForUpdates");
-    };
-}
-
 void UpdateManager::setChecking(bool checking)
 {
     if (checking == m_isChecking)

@@ -63,7 +63,7 @@ public:
     bool hubHasLatestVersion() const { return m_hubSelfUpdate.latestVersion.has_value(); }
     int hubStatus() const { return int(m_hubSelfUpdate.status.kind); }
 
-    // Starts the hub's own update; set once the main window is up.
+    // Starts the hub's own update; set once the main window's content is up.
     std::function<void()> triggerSparkleUpdate;
 
     // The catalogue whose products the states follow.
@@ -79,9 +79,8 @@ public:
     Q_INVOKABLE void downloadAndReveal(const QString &pluginId, const QString &downloadURL);
     // The same download, awaitable, for the command line.
     QCoro::Task<installers::DownloadResult> download(QString pluginId, QString downloadURL, bool reveal);
+    // The hub row's Update button: triggerSparkleUpdate, when set.
     Q_INVOKABLE void startHubSelfUpdate();
-    // Points triggerSparkleUpdate at `updater`'s checkForUpdates().
-    Q_INVOKABLE void connectSelfUpdater(QObject *updater);
 
     static bool isNewer(const QString &candidate, const QString &reference);
 

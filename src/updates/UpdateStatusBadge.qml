@@ -34,9 +34,9 @@ Row {
         id: icon
         objectName: "statusIcon"
         anchors.verticalCenter: parent.verticalCenter
-        source: badge.status === UpdateStatus.UpdateAvailable ? "qrc:/Quillmarsh/Hub/icons/status-update-available.svg"
-              : badge.status === UpdateStatus.UpToDate ? "qrc:/Quillmarsh/Hub/icons/status-up-to-date.svg"
-              : "qrc:/Quillmarsh/Hub/icons/status-not-installed.svg"
+        source: badge.status === UpdateStatus.UpdateAvailable ? "qrc:/Quillmarsh/Hub/app/icons/status-update-available.svg"
+              : badge.status === UpdateStatus.UpToDate ? "qrc:/Quillmarsh/Hub/app/icons/status-up-to-date.svg"
+              : "qrc:/Quillmarsh/Hub/app/icons/status-not-installed.svg"
         sourceSize: Qt.size(13, 13)
         color: badge.tint
     }

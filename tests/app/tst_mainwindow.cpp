@@ -28,7 +28,7 @@ private slots:
         QVERIFY(service.listen());
         serve({installed("a"), fixtures::product("b")}, {fixtures::version("a", "2.0")});
         harness = std::make_unique<QmlHarness>(service.baseUrl());
-        main = qobject_cast<QQuickWindow *>(harness->createWindow("Main"));
+        main = harness->openMainWindow();
         QVERIFY(main);
         QVERIFY(QTest::qWaitForWindowExposed(main));
         QTRY_VERIFY(harness->state.catalog()->revision() >= 1 && !harness->state.catalog()->isLoading());

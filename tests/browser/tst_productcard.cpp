@@ -15,7 +15,7 @@ class ProductCardTest : public ViewFixture
     QQuickItem *card(const QJsonArray &products, const QJsonArray &feed, const QVariantMap &overrides = {})
     {
         serve(products, feed);
-        if (!harness->settle())
+        if (!harness->refresh())
             return nullptr;
         const QString productId = products.first()["plugin_id"].toString();
         const ProductListModel &model = harness->productList;

@@ -27,7 +27,7 @@ class ProductListTest : public ViewFixture
     void load(const QJsonArray &products, const QJsonArray &feed = {})
     {
         serve(products, feed);
-        QVERIFY(harness->settle());
+        QVERIFY(harness->refresh());
     }
     QQuickItem *view(QSize size = {900, 600}) { return ViewFixture::view("ProductListView", size); }
 

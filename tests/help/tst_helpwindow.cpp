@@ -27,7 +27,7 @@ private slots:
     {
         harness = std::make_unique<QmlHarness>(QUrl("http://127.0.0.1:1"));
         harness->l10n.setLanguage(AppLanguage::Ja);
-        main = qobject_cast<QQuickWindow *>(harness->createWindow("Main"));
+        main = harness->openMainWindow();
         QVERIFY(main && QTest::qWaitForWindowExposed(main));
     }
 

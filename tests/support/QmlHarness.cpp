@@ -81,6 +81,11 @@ QObject *QmlHarness::createWindow(const QString &typeName, const QVariantMap &pr
     return m_windows.back().get();
 }
 
+QQuickWindow *QmlHarness::openMainWindow()
+{
+    return hubui::openMainWindow(engine, session);
+}
+
 QColor QmlHarness::hubColor(const char *name)
 {
     std::unique_ptr<QObject> probe = createFromQml("QtObject { property var colors: HubColors }");
@@ -131,22 +136,11 @@ QStringList QmlHarness::visibleTexts(QQuickItem *root)
     return texts;
 }
 
-bool QmlHarness::settle(bool probe, bool rebuild)
+bool QmlHarness::refresh()
 {
-    if (!QCoro::waitFor(state.catalog()->fetchCatalog()).ok())
-        return false;
-    if (probe)
-        state.refreshAllStates();
-    if (rebuild) {
-        state.updateManager()->rebuildStates();
-        // The first catalogue after an early feed starts a check of its own.
-        if (!QTest::qWaitFor([this] { return !state.updateManager()->isChecking(); }))
-            return false;
-        if (!QCoro::waitFor(state.updateManager()->checkForUpdates()).ok())
-            return false;
-    }
+    const AppState::RefreshOutcome outcome = QCoro::waitFor(state.refreshEverything());
     QCoreApplication::processEvents();
-    return true;
+    return outcome.catalogue.ok() && outcome.check.ok();
 }
 
 QJsonObject QmlHarness::installBundles(const QString &productId, const QMap<QString, QString> &formatVersions)

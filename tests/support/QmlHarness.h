@@ -37,14 +37,15 @@ public:
     // Creates the module's `typeName` (e.g. "ProductCard") with `properties`
     // inside a fresh window of `size`, shown offscreen. The window owns it.
     QQuickItem *create(const QString &typeName, const QVariantMap &properties = {}, QSize size = {900, 600});
-    // Loads a whole window type (e.g. "Main"); returns its root object.
+    // Loads a whole window type (e.g. "SelfUpdateWindow"); returns its root object.
     QObject *createWindow(const QString &typeName, const QVariantMap &properties = {});
+    // The main window as the application opens it, engine started.
+    QQuickWindow *openMainWindow();
     // The HubColors entry `name` (e.g. "accent"), as the views draw it.
     QColor hubColor(const char *name);
-    // What the window does once the served catalogue arrives: download it,
-    // probe the install states, rebuild the update states and check the feed.
-    // False when the download or the check fails.
-    bool settle(bool probe = true, bool rebuild = true);
+    // The engine's refresh pass (catalogue, installs, update states, feed),
+    // awaited. False when the download or the check fails.
+    bool refresh();
 
     // Writes one bundle per format at its version under the sandbox home, as
     // an installer leaves them, and returns them as `install_formats`.

@@ -19,13 +19,12 @@ protected:
     LocalHttpService service;
     std::unique_ptr<QmlHarness> harness;
 
-    // Listens, builds the harness and binds the update manager to the catalogue.
+    // Listens and builds the harness.
     bool start()
     {
         if (!service.listen())
             return false;
         harness = std::make_unique<QmlHarness>(service.baseUrl());
-        harness->state.updateManager()->bindCatalog(harness->state.catalog());
         return true;
     }
     void serve(const QJsonArray &products, const QJsonArray &feed = {})

@@ -27,7 +27,7 @@ class UpdateViewTest : public ViewFixture
     void load(const QJsonArray &products, const QJsonArray &feed)
     {
         serve(products, feed);
-        QVERIFY(harness->settle(false));
+        QVERIFY(harness->refresh());
     }
 
     // The live product rows, top to bottom.
@@ -45,7 +45,7 @@ private slots:
     void initTestCase()
     {
         QVERIFY(start());
-        manager()->connectSelfUpdater(&harness->selfUpdater);
+        manager()->triggerSparkleUpdate = [this] { harness->selfUpdater.checkForUpdates(); };
     }
 
     // Runs first, before any check: the hub row alone with a dash for its

@@ -92,10 +92,9 @@ int main(int argc, char *argv[])
 
     QQmlApplicationEngine engine;
     hubui::prepareEngine(engine);
-    engine.load(hubui::mainWindowUrl());
-    if (engine.rootObjects().isEmpty())
+    QQuickWindow *main = hubui::openMainWindow(engine, session);
+    if (!main)
         return 1;
-    auto *main = qobject_cast<QQuickWindow *>(engine.rootObjects().first());
 
     UpdateManager &updates = *state.updateManager();
     if (!waitFor([&] { return state.catalog()->revision() >= 1 && updates.hasLastChecked() && !updates.isChecking(); })) {
