@@ -29,7 +29,7 @@ HubWindow {
         Image {
             Layout.alignment: Qt.AlignHCenter
             source: "qrc:/Quillmarsh/Hub/app/icons/logo.svg"
-            sourceSize: Qt.size(128, 128)
+            sourceSize { width: 128; height: 128 }
             Layout.preferredWidth: 64
             Layout.preferredHeight: 64
             fillMode: Image.PreserveAspectFit

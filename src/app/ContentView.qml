@@ -65,7 +65,7 @@ Rectangle {
 
                     contentItem: IconImage {
                         source: "qrc:/Quillmarsh/Hub/app/icons/sidebar-toggle.svg"
-                        sourceSize: Qt.size(16, 16)
+                        sourceSize { width: 16; height: 16 }
                         color: HubColors.textSecondary
                         fillMode: Image.Pad
                     }

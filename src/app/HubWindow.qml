@@ -1,5 +1,4 @@
 import QtQuick
-import QtQuick.Controls
 import Quillmarsh.Hub
 
 // The hub's secondary windows (settings, help, about): the dark palette

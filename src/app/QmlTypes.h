@@ -6,6 +6,7 @@
 #include "browser/ProductListModel.h"
 #include "l10n/AppLanguage.h"
 #include "l10n/L10n.h"
+#include "l10n/StringKey.h"
 #include "selfupdate/SelfUpdater.h"
 #include "updates/UpdateRowsModel.h"
 #include "updates/UpdateStatus.h"
@@ -122,6 +123,15 @@ struct UpdateManagerForeign
     QML_ANONYMOUS
 };
 
+// A text in both languages, as a value.
+struct StringKeyForeign
+{
+    Q_GADGET
+    QML_FOREIGN(StringKey)
+    QML_VALUE_TYPE(stringKey)
+    QML_UNCREATABLE("texts come from the engine")
+};
+
 // Enumerations the views compare against.
 namespace HubInstallStateForeign {
 Q_NAMESPACE
@@ -143,6 +153,6 @@ QML_NAMED_ELEMENT(AppLanguage)
 
 namespace UpdateStatusForeign {
 Q_NAMESPACE
-QML_FOREIGN_NAMESPACE(UpdateStatus)
+QML_FOREIGN_NAMESPACE(UpdateStatusNs)
 QML_NAMED_ELEMENT(UpdateStatus)
 } // namespace UpdateStatusForeign

@@ -35,7 +35,7 @@ Rectangle {
             spacing: 8
             IconImage {
                 source: "qrc:/Quillmarsh/Hub/app/icons/" + tabRow.iconName + ".svg"
-                sourceSize: Qt.size(15, 15)
+                sourceSize { width: 15; height: 15 }
                 color: tabRow.selected ? HubColors.accent : HubColors.textSecondary
             }
             Text {
@@ -107,7 +107,7 @@ Rectangle {
 
             contentItem: Image {
                 source: "qrc:/Quillmarsh/Hub/app/icons/logo.svg"
-                sourceSize: Qt.size(96, 96)
+                sourceSize { width: 96; height: 96 }
                 fillMode: Image.PreserveAspectFit
             }
             background: Rectangle {

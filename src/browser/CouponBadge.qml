@@ -42,7 +42,7 @@ AbstractButton {
         IconImage {
             anchors.verticalCenter: parent.verticalCenter
             source: "qrc:/Quillmarsh/Hub/app/icons/coupon.svg"
-            sourceSize: Qt.size(11, 11)
+            sourceSize { width: 11; height: 11 }
             color: "black"
         }
         Text {

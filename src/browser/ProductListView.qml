@@ -95,7 +95,7 @@ Rectangle {
 
                 contentItem: IconImage {
                     source: "qrc:/Quillmarsh/Hub/app/icons/refresh.svg"
-                    sourceSize: Qt.size(16, 16)
+                    sourceSize { width: 16; height: 16 }
                     color: HubColors.withOpacity(HubColors.accent, refresh.down ? 0.6 : 1)
                 }
                 background: Rectangle {

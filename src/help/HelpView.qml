@@ -120,7 +120,7 @@ Rectangle {
                     spacing: 6
                     IconImage {
                         source: "qrc:/Quillmarsh/Hub/app/icons/support-link.svg"
-                        sourceSize: Qt.size(14, 14)
+                        sourceSize { width: 14; height: 14 }
                         color: HubColors.accent
                     }
                     Text {

@@ -43,3 +43,14 @@ StringKey L10n::updatesAvailable(qint64 count)
                 + QStringLiteral(" available"),
             number + QStringLiteral("件のアップデートがあります")};
 }
+
+StringKey L10n::downloadedSize(qint64 received, qint64 total)
+{
+    const auto megabytes = [](qint64 bytes) {
+        return QString::number(double(bytes) / (1024 * 1024), 'f', 1) + QStringLiteral(" MB");
+    };
+    if (total <= 0)
+        return {megabytes(received), megabytes(received)};
+    return {QStringLiteral("%1 of %2").arg(megabytes(received), megabytes(total)),
+            QStringLiteral("%1 / %2").arg(megabytes(received), megabytes(total))};
+}

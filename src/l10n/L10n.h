@@ -31,9 +31,16 @@ public:
 
     static StringKey lastChecked(const QString &time);
     static StringKey updatesAvailable(qint64 count);
+    // "1.5 MB of 20.0 MB", or the received size alone while the total is
+    // unknown (negative or zero).
+    static StringKey downloadedSize(qint64 received, qint64 total);
 
     Q_INVOKABLE QString lastCheckedText(const QString &time) const { return string(lastChecked(time)); }
     Q_INVOKABLE QString updatesAvailableText(qint64 count) const { return string(updatesAvailable(count)); }
+    Q_INVOKABLE QString downloadedSizeText(double received, double total) const
+    {
+        return string(downloadedSize(qint64(received), qint64(total)));
+    }
 
 signals:
     void languageChanged();

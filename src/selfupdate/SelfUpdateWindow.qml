@@ -1,6 +1,5 @@
 import QtQuick
 import QtQuick.Controls
-import QtQuick.Controls.impl
 import QtQuick.Layouts
 import Quillmarsh.Hub
 
@@ -39,10 +38,6 @@ HubWindow {
         requestActivate()
     }
 
-    function mb(bytes) {
-        return (bytes / 1048576).toFixed(1) + " MB"
-    }
-
     // Shown and hidden imperatively: a bound `visible` would be broken by
     // the first time the user closes the window.
     onWantedChanged: wanted ? present() : hide()
@@ -78,7 +73,7 @@ HubWindow {
                 Layout.preferredWidth: 44
                 Layout.preferredHeight: 44
                 source: "qrc:/Quillmarsh/Hub/app/icons/logo.svg"
-                sourceSize: Qt.size(88, 88)
+                sourceSize { width: 88; height: 88 }
                 fillMode: Image.PreserveAspectFit
             }
             Text {
@@ -225,7 +220,7 @@ HubWindow {
             AbstractButton {
                 id: notesLink
                 objectName: "selfUpdateNotesLink"
-                visible: SelfUpdater.releaseNotesHtml === "" && SelfUpdater.releaseNotesLink.toString() !== ""
+                visible: SelfUpdater.releaseNotesHtml === "" && SelfUpdater.hasReleaseNotesLink
                 text: L10n.japanese ? "リリースノートを見る" : "View release notes"
                 focusPolicy: Qt.StrongFocus
                 hoverEnabled: true
@@ -262,7 +257,7 @@ HubWindow {
                     text: SelfUpdater.informational ? (L10n.japanese ? "詳細を見る" : "Learn More")
                                                     : (L10n.japanese ? "アップデートをインストール" : "Install Update")
                     onClicked: SelfUpdater.informational ? Links.openUrl(SelfUpdater.offeredPage) : SelfUpdater.install()
-                    enabled: !SelfUpdater.informational || SelfUpdater.offeredPage.toString() !== ""
+                    enabled: !SelfUpdater.informational || SelfUpdater.hasOfferedPage
                 }
                 SecondaryButton {
                     objectName: "selfUpdateRemind"
@@ -313,10 +308,7 @@ HubWindow {
                 Layout.fillWidth: true
                 font.pixelSize: 11
                 color: HubColors.textSecondary
-                text: SelfUpdater.totalBytes > 0
-                      ? (L10n.japanese ? "%1 / %2" : "%1 of %2")
-                            .arg(window.mb(SelfUpdater.receivedBytes)).arg(window.mb(SelfUpdater.totalBytes))
-                      : window.mb(SelfUpdater.receivedBytes)
+                text: L10n.downloadedSizeText(SelfUpdater.receivedBytes, SelfUpdater.totalBytes)
             }
             Item { Layout.fillHeight: true }
             ButtonRow {

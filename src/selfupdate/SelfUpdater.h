@@ -48,11 +48,14 @@ class SelfUpdater : public QObject
     Q_PROPERTY(bool critical READ isCritical NOTIFY offerChanged)
     Q_PROPERTY(QString releaseNotesHtml READ releaseNotesHtml NOTIFY releaseNotesChanged)
     Q_PROPERTY(QUrl releaseNotesLink READ releaseNotesLink NOTIFY offerChanged)
+    Q_PROPERTY(bool hasReleaseNotesLink READ hasReleaseNotesLink NOTIFY offerChanged)
     Q_PROPERTY(bool informational READ isInformational NOTIFY offerChanged)
     Q_PROPERTY(QUrl offeredPage READ offeredPage NOTIFY offerChanged)
+    Q_PROPERTY(bool hasOfferedPage READ hasOfferedPage NOTIFY offerChanged)
 
-    Q_PROPERTY(qint64 receivedBytes READ receivedBytes NOTIFY progressChanged)
-    Q_PROPERTY(qint64 totalBytes READ totalBytes NOTIFY progressChanged)
+    // Numbers in QML are doubles, exact for any size a package has.
+    Q_PROPERTY(double receivedBytes READ receivedBytes NOTIFY progressChanged)
+    Q_PROPERTY(double totalBytes READ totalBytes NOTIFY progressChanged)
     Q_PROPERTY(double progress READ progress NOTIFY progressChanged)
     Q_PROPERTY(QString downloadedFilePath READ downloadedFilePath NOTIFY downloadedFileChanged)
     Q_PROPERTY(bool needsManualInstall READ needsManualInstall NOTIFY manualInstallChanged)
@@ -103,9 +106,11 @@ public:
     // Sanitised; from the appcast, or from the notes link once fetched.
     QString releaseNotesHtml() const { return m_releaseNotesHtml; }
     QUrl releaseNotesLink() const;
+    bool hasReleaseNotesLink() const { return !releaseNotesLink().isEmpty(); }
     // A release to read about on its page, not to install.
     bool isInformational() const { return m_offer && m_offer->isInformationalFor(m_currentVersion); }
     QUrl offeredPage() const { return m_offer ? m_offer->link : QUrl(); }
+    bool hasOfferedPage() const { return !offeredPage().isEmpty(); }
 
     qint64 receivedBytes() const { return m_received; }
     qint64 totalBytes() const { return m_total; }

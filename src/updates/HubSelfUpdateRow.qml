@@ -28,7 +28,7 @@ Rectangle {
             spacing: 8
             IconImage {
                 source: "qrc:/Quillmarsh/Hub/app/icons/hub-app.svg"
-                sourceSize: Qt.size(16, 16)
+                sourceSize { width: 16; height: 16 }
                 color: HubColors.accent
             }
             Text {

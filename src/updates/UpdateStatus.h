@@ -8,17 +8,18 @@
 
 #include <optional>
 
+// The three update situations, as the views compare them.
+namespace UpdateStatusNs {
+Q_NAMESPACE
+enum Kind { UpdateAvailable, UpToDate, NotInstalled };
+Q_ENUM_NS(Kind)
+} // namespace UpdateStatusNs
+
 // A product's update situation.
 struct UpdateStatus
 {
-    Q_GADGET
-    Q_PROPERTY(Kind kind MEMBER kind CONSTANT)
-    Q_PROPERTY(QString latestVersion MEMBER latestVersion CONSTANT)
-    Q_PROPERTY(QString downloadURL MEMBER downloadURL CONSTANT)
-
-public:
-    enum Kind { UpdateAvailable, UpToDate, NotInstalled };
-    Q_ENUM(Kind)
+    using Kind = UpdateStatusNs::Kind;
+    using enum UpdateStatusNs::Kind;
 
     Kind kind = NotInstalled;
     // Only meaningful for UpdateAvailable.

@@ -37,7 +37,7 @@ Row {
         source: badge.status === UpdateStatus.UpdateAvailable ? "qrc:/Quillmarsh/Hub/app/icons/status-update-available.svg"
               : badge.status === UpdateStatus.UpToDate ? "qrc:/Quillmarsh/Hub/app/icons/status-up-to-date.svg"
               : "qrc:/Quillmarsh/Hub/app/icons/status-not-installed.svg"
-        sourceSize: Qt.size(13, 13)
+        sourceSize { width: 13; height: 13 }
         color: badge.tint
     }
 
