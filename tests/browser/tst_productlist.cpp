@@ -1,9 +1,12 @@
 #include "support/ViewFixture.h"
 
+#include <QAbstractItemModelTester>
+
 #include <cmath>
 
 using namespace std::chrono_literals;
 using namespace quick;
+using VersionMap = QMap<QString, QString>;
 
 namespace {
 
@@ -16,10 +19,15 @@ QJsonObject listed(const QString &id, const QString &category, const QString &ti
     return product;
 }
 
+QJsonObject installed(const QString &id, const VersionMap &formatVersions)
+{
+    return fixtures::product(id, QmlHarness::installBundles(id, formatVersions));
+}
+
 } // namespace
 
-// The products tab against a real catalogue download, install probe and
-// version feed.
+// The products tab, open while a real catalogue download, install probe,
+// version feed and installer download change what it shows.
 class ProductListTest : public ViewFixture
 {
     Q_OBJECT
@@ -31,17 +39,27 @@ class ProductListTest : public ViewFixture
     }
     QQuickItem *view(QSize size = {900, 600}) { return ViewFixture::view("ProductListView", size); }
 
+    // The card showing the product (fixtures name a product by its id in capitals).
     static QQuickItem *cardOf(QQuickItem *root, const QString &productId)
     {
         for (QObject *card : QmlHarness::findAll(root, "productCard"))
-            if (card->property("productId").toString() == productId)
+            if (textOf(card, "productName") == productId.toUpper())
                 return qobject_cast<QQuickItem *>(card);
         return nullptr;
     }
     static bool hasDivider(QQuickItem *card) { return !visibleItems(card->parentItem(), "cardDivider").isEmpty(); }
 
 private slots:
-    void initTestCase() { QVERIFY(start()); }
+    void initTestCase()
+    {
+        QVERIFY(start());
+        new QAbstractItemModelTester(&harness->productList, QAbstractItemModelTester::FailureReportingMode::QtTest, this);
+    }
+    void init()
+    {
+        harness->l10n.setLanguage(AppLanguage::En);
+        harness->host.urlOpener.opened.clear();
+    }
 
     // No cache: empty and quiet, then the placeholder only while the first
     // download runs; once products are known, a download keeps them shown.
@@ -61,6 +79,112 @@ private slots:
             QVERIFY(!placeholder->isVisible());
             QTRY_VERIFY(cardOf(root, "a") && cardOf(root, "a")->isVisible());
         }
+    }
+
+    // One open list through a product's life: installed, an update
+    // published, downloaded, the language switched, the update installed.
+    void openListFollowsTheEngine()
+    {
+        QQuickItem *root = view();
+        QVERIFY(root);
+        // Looked up afresh each time: a new catalogue may rebuild the rows.
+        const auto card = [root](const char *part) { return child(cardOf(root, "live"), part); };
+        const QString url = service.url("/files/live.deb").toString();
+        service.setRoute("/files/live.deb", Route{.body = "installer", .delay = 300ms});
+        load({installed("live", {{"VST3", "1.0"}})});
+        QTRY_VERIFY(cardOf(root, "live"));
+        QCOMPARE(accessibleName(card("stateBadge")), "Installed");
+        QCOMPARE(accessibleName(card("actionButton")), "Support");
+        QCOMPARE(card("versionLine")->property("text").toString(), "v1.0");
+        QVERIFY(!card("updateBadge")->isVisible());
+
+        load({installed("live", {{"VST3", "1.0"}})}, {fixtures::version("live", "2.0", url)});
+        QTRY_VERIFY(card("updateBadge")->isVisible());
+        QTRY_COMPARE(accessibleName(card("actionButton")), "Update");
+        click(card("actionButton"));
+        QTRY_COMPARE(card("actionButton")->property("text").toString(), "...");
+        QVERIFY(!card("actionButton")->isEnabled());
+        QTRY_VERIFY(harness->state.updateManager()->downloadingIds().isEmpty());
+        QTRY_VERIFY(card("actionButton")->isEnabled());
+        QCOMPARE(harness->host.revealer.revealed.size(), 1);
+
+        harness->l10n.setLanguage(AppLanguage::Ja);
+        QCOMPARE(accessibleName(card("stateBadge")), "インストール済");
+        QCOMPARE(accessibleName(card("actionButton")), "アップデート");
+
+        load({installed("live", {{"VST3", "2.0"}})}, {fixtures::version("live", "2.0", url)});
+        QTRY_COMPARE(card("versionLine")->property("text").toString(), "v2.0");
+        QVERIFY(!card("updateBadge")->isVisible());
+        QTRY_COMPARE(accessibleName(card("actionButton")), "サポート");
+    }
+
+    // The state and the command of a product with nothing to update, and
+    // where the command leads.
+    void commandsOpenTheirPages_data()
+    {
+        QTest::addColumn<bool>("isInstalled");
+        QTest::addColumn<QStringList>("names"); // state, command
+        QTest::addColumn<QString>("opens");
+        QTest::newRow("installed") << true << QStringList{"Installed", "Support"} << "https://www.quillmarsh.example/en/support";
+        QTest::newRow("not installed") << false << QStringList{"Not Installed", "Learn More"} << "https://quillmarsh.example/en/cmd";
+    }
+    void commandsOpenTheirPages()
+    {
+        QFETCH(bool, isInstalled);
+        QFETCH(QStringList, names);
+        QFETCH(QString, opens);
+        load({installed("cmd", isInstalled ? VersionMap{{"VST3", "1.0"}} : VersionMap{})}, {fixtures::version("cmd", "1.0")});
+        QQuickItem *card = cardOf(view(), "cmd");
+        QVERIFY(card);
+        QCOMPARE(accessibleName(child(card, "stateBadge")), names[0]);
+        QCOMPARE(accessibleName(child(card, "actionButton")), names[1]);
+        click(child(card, "actionButton"));
+        QCOMPARE(harness->host.urlOpener.opened, QList<QUrl>{QUrl(opens)});
+    }
+
+    void couponBadge_data()
+    {
+        QTest::addColumn<QJsonObject>("coupon");
+        QTest::addColumn<QString>("label"); // "" = no badge
+        QTest::addColumn<QString>("opens");
+        const QString page = "https://quillmarsh.example/en/c";
+        QTest::newRow("no coupon") << QJsonObject{} << "" << "";
+        QTest::newRow("label, campaign page") << QJsonObject{{"coupon_code", "S"}, {"coupon_label", "20% OFF"}, {"coupon_url", page + "/spring"}}
+                                              << "20% OFF" << page + "/spring";
+        QTest::newRow("broken campaign page") << QJsonObject{{"coupon_code", "S"}, {"coupon_url", "spring sale"}}
+                                              << "Coupon Active" << page;
+    }
+    void couponBadge()
+    {
+        QFETCH(QJsonObject, coupon);
+        QFETCH(QString, label);
+        QFETCH(QString, opens);
+        QJsonObject product = fixtures::product("c");
+        for (auto it = coupon.constBegin(); it != coupon.constEnd(); ++it)
+            product.insert(it.key(), it.value());
+        load({product});
+        QQuickItem *card = cardOf(view(), "c");
+        QVERIFY(card);
+        QCOMPARE(shown(card, "couponBadge"), !label.isEmpty());
+        if (label.isEmpty())
+            return;
+        QCOMPARE(textOf(card, "couponLabel"), label);
+        click(child(card, "couponBadge"));
+        QCOMPARE(harness->host.urlOpener.opened, QList<QUrl>{QUrl(opens)});
+    }
+
+    // The tile shows whole grapheme clusters; every badge shows beside a name.
+    void nameRow()
+    {
+        QJsonObject product = installed("n", {{"VST3", "1.0"}});
+        product.insert("display_name", "🇯🇵 Koto");
+        product.insert("coupon_code", "X");
+        load({product}, {fixtures::version("n", "2.0")});
+        QQuickItem *card = child(view(), "productCard");
+        QVERIFY(card);
+        QCOMPARE(textOf(card, "initialsText"), QString("🇯🇵 "));
+        for (const char *part : {"categoryBadge", "updateBadge", "couponBadge"})
+            QVERIFY2(shown(card, part), part);
     }
 
     // Sections of one, three and two cards: a divider under every card but

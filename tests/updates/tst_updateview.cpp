@@ -1,5 +1,7 @@
 #include "support/ViewFixture.h"
 
+#include <QAbstractItemModelTester>
+
 using namespace std::chrono_literals;
 using VersionMap = QMap<QString, QString>;
 using namespace quick;
@@ -45,6 +47,7 @@ private slots:
     void initTestCase()
     {
         QVERIFY(start());
+        new QAbstractItemModelTester(&harness->updateRows, QAbstractItemModelTester::FailureReportingMode::QtTest, this);
         manager()->triggerSparkleUpdate = [this] { harness->selfUpdater.checkForUpdates(); };
     }
 
@@ -100,6 +103,36 @@ private slots:
         QCOMPARE(shown(rows[0], "updateButton"), badge == "Update available");
     }
 
+    // One open table while a check publishes an update for the same row,
+    // the user downloads it and switches the language.
+    void openTableFollowsTheEngine()
+    {
+        QQuickItem *root = view("UpdateView");
+        QVERIFY(root);
+        const QString url = service.url("/files/t.deb").toString();
+        service.setRoute("/files/t.deb", Route{.body = "installer", .delay = 300ms});
+        load({installed("t", {{"VST3", "1.0"}})}, {fixtures::version("t", "1.0", url)});
+        const auto row = [root](const char *part) { return child(productRows(root).value(0), part); };
+        QTRY_COMPARE(productRows(root).size(), 1);
+        QCOMPARE(textOf(row("statusBadge"), "statusText"), "Up to date");
+
+        service.setRoute(FeedPath, Route{.body = fixtures::document({fixtures::version("t", "1.5", url)})});
+        click(child(root, "checkButton"));
+        QTRY_COMPARE(row("latestVersion")->property("text").toString(), "1.5");
+        QCOMPARE(textOf(row("statusBadge"), "statusText"), "Update available");
+        QVERIFY(row("updateButton")->isVisible());
+
+        click(row("updateButton"));
+        QTRY_COMPARE(row("updateButton")->property("text").toString(), "Downloading");
+        QVERIFY(row("downloadProgress")->isVisible());
+        QTRY_COMPARE(row("updateButton")->property("text").toString(), "Update");
+
+        harness->l10n.setLanguage(AppLanguage::Ja);
+        QCOMPARE(row("updateButton")->property("text").toString(), "アップデート");
+        QVERIFY(textOf(root, "updatesAvailableText").endsWith("件のアップデートがあります"));
+        harness->l10n.setLanguage(AppLanguage::En);
+    }
+
     // Rows follow the catalogue's order, after the hub's row; the count
     // includes the hub's own update.
     void orderAndCount()
@@ -110,8 +143,8 @@ private slots:
         const QList<QQuickItem *> rows = productRows(root);
         QStringList ids;
         for (QQuickItem *row : rows)
-            ids << row->property("productId").toString();
-        QCOMPARE(ids, (QStringList{"b", "a", "c"}));
+            ids << textOf(row, "productName");
+        QCOMPARE(ids, (QStringList{"B", "A", "C"}));
         QVERIFY(sceneY(qobject_cast<QQuickItem *>(QmlHarness::find(root, "hubSelfUpdateRow"))) < sceneY(rows[0]));
         QCOMPARE(textOf(root, "updatesAvailableText"), "3 updates available");
     }
