@@ -42,8 +42,6 @@ public:
     // Downloads the catalogue and applies it when it is usable. Fetches may
     // overlap; the last one applied wins.
     QCoro::Task<Outcome> fetchCatalog();
-    // The same, for the refresh button.
-    Q_INVOKABLE void refresh();
     // One fetch now, then one `fetchInterval` after each previous one ended.
     void startBackgroundFetches();
 

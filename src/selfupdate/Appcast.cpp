@@ -292,11 +292,3 @@ std::optional<AppcastItem> Appcast::offerFor(const QString &runningVersion, cons
     }
     return best;
 }
-
-std::optional<AppcastItem> Appcast::newestNewerThan(const QString &runningVersion) const
-{
-    const auto candidate = newest();
-    if (candidate && UpdateManager::isNewer(candidate->comparableVersion(), runningVersion))
-        return candidate;
-    return std::nullopt;
-}

@@ -87,9 +87,8 @@ public:
     // The newest usable item, whatever the running version; the first of
     // equal ones.
     std::optional<AppcastItem> newest() const;
-    // The newest usable item strictly newer than `runningVersion`.
-    std::optional<AppcastItem> newestNewerThan(const QString &runningVersion) const;
-    // The same among the items `rules` allow: on no channel or a chosen
+    // The newest usable item strictly newer than `runningVersion` among
+    // the items `rules` allow: on no channel or a chosen
     // one; for automatic checks, only once the phased rollout has reached
     // the group (critical updates at once), and not when the running
     // version is below the item's minimum for automatic updates.

@@ -115,15 +115,15 @@ private slots:
     {
         QFETCH(QString, text);
         QFETCH(QString, expected);
-        QCOMPARE(withFormats({{"VST3", text}}).resolvedPaths().value("VST3"), expected.arg(home()));
+        QCOMPARE(withFormats({{"VST3", text}}).resolvedPaths(home()).value("VST3"), expected.arg(home()));
     }
 
     void installedWhenAnyPathExists()
     {
         QDir(home()).mkpath("Plugins/Exists.vst3");
-        QVERIFY(withFormats({{"A", "Plugins/missing"}, {"B", "Plugins/Exists.vst3"}}).isInstalled());
-        QVERIFY(!withFormats({{"A", "~/Plugins/Exists.vst3"}}).isInstalled());
-        QVERIFY(!withFormats({}).isInstalled());
+        QVERIFY(withFormats({{"A", "Plugins/missing"}, {"B", "Plugins/Exists.vst3"}}).isInstalled(home()));
+        QVERIFY(!withFormats({{"A", "~/Plugins/Exists.vst3"}}).isInstalled(home()));
+        QVERIFY(!withFormats({}).isInstalled(home()));
     }
 
     // Versions are taken exactly as written; a folder without Info.plist or a
@@ -142,7 +142,7 @@ private slots:
         QVERIFY(plistwriter::writeBundle(home() + "/" + dir + "Numeric.aaxplugin", info(3), format));
         QDir(home()).mkpath(dir + "Bare.app");
         const Product product = withFormats({{"VST3", dir + "Old.vst3"}, {"AAX", dir + "Numeric.aaxplugin"}, {"APP", dir + "Bare.app"}});
-        QVERIFY(product.isInstalled());
+        QVERIFY(product.isInstalled(home()));
         QCOMPARE(UpdateManager::installedVersions(product, host.host), (QMap<QString, QString>{{"VST3", " 1.0 beta "}}));
     }
 

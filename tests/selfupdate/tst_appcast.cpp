@@ -78,40 +78,12 @@ private slots:
             QTEST(int(appcast->items().size()), "items");
     }
 
-    // The newest release newer than the running 1.0.0 is offered; items
-    // that are unusable are left out and never offered.
-    void choiceOfRelease_data()
-    {
-        QTest::addColumn<QList<QByteArray>>("items");
-        QTest::addColumn<QString>("offered"); // empty: none
-        auto broken = [](auto change) {
-            Release r = release("2.0");
-            change(r);
-            return QList<QByteArray>{release("1.1").item(), r.item()};
-        };
-        QTest::newRow("newest wherever it is")
-            << QList<QByteArray>{release("1.1").item(), release("1.3").item(), release("1.2").item()} << "1.3";
-        QTest::newRow("numeric, not textual") << QList<QByteArray>{release("1.9").item(), release("1.10").item()} << "1.10";
-        QTest::newRow("nothing newer") << QList<QByteArray>{release("1.0").item(), release("0.9").item()} << "";
-        QTest::newRow("other system") << broken([](Release &r) { r.os = "windows"; }) << "1.1";
-        QTest::newRow("no signature") << broken([](Release &r) { r.signature.clear(); }) << "1.1";
-        QTest::newRow("no version") << broken([](Release &r) { r.version.clear(); }) << "1.1";
-        QByteArray noEnclosure = release("2.0").item();
-        noEnclosure.truncate(noEnclosure.indexOf("<enclosure"));
-        QTest::newRow("no enclosure") << QList<QByteArray>{release("1.1").item(), noEnclosure + "</item>"} << "1.1";
-    }
-    void choiceOfRelease()
-    {
-        QFETCH(QList<QByteArray>, items);
-        const auto appcast = Appcast::parse(document(items));
-        QVERIFY(appcast);
-        QTEST(appcast->newestNewerThan("1.0.0").value_or(AppcastItem()).comparableVersion(), "offered");
-    }
-
-    // Channels, informational releases, phased rollouts and minimum versions
-    // for automatic updates, each as the appcast convention defines them;
-    // the running version is 1.0.0 and the items were published at the clock's now.
-    void offerRules_data()
+    // The newest usable release newer than the running 1.0.0, among those
+    // that channels, informational releases, phased rollouts and minimum
+    // versions for automatic updates allow, each as the appcast convention
+    // defines them; the items were published at the clock's now. Unusable
+    // items are never offered.
+    void offer_data()
     {
         QTest::addColumn<QList<QByteArray>>("items");
         QTest::addColumn<OfferRules>("rules");
@@ -119,6 +91,19 @@ private slots:
         QTest::addColumn<bool>("informational");
         const QDateTime published = QDateTime::fromString("Mon, 23 Nov 2026 14:05:00 +0000", Qt::RFC2822Date);
         const OfferRules automatic{{}, true, published, 0};
+        auto broken = [](auto change) {
+            Release r = release("2.0");
+            change(r);
+            return QList<QByteArray>{release("1.1").item(), r.item()};
+        };
+        QTest::newRow("newest wherever it is")
+            << QList<QByteArray>{release("1.1").item(), release("1.3").item(), release("1.2").item()} << automatic << "1.3" << false;
+        QTest::newRow("numeric, not textual") << QList<QByteArray>{release("1.9").item(), release("1.10").item()} << automatic << "1.10" << false;
+        QTest::newRow("nothing newer") << QList<QByteArray>{release("1.0").item(), release("0.9").item()} << automatic << "" << false;
+        QTest::newRow("other system") << broken([](Release &r) { r.os = "windows"; }) << automatic << "1.1" << false;
+        QTest::newRow("no signature") << broken([](Release &r) { r.signature.clear(); }) << automatic << "1.1" << false;
+        QTest::newRow("no version") << broken([](Release &r) { r.version.clear(); }) << automatic << "1.1" << false;
+        QTest::newRow("no enclosure") << QList<QByteArray>{release("1.1").item(), itemWith("2.0", "", false)} << automatic << "1.1" << false;
         OfferRules user = automatic;
         user.automatic = false;
         OfferRules beta = automatic;
@@ -143,7 +128,7 @@ private slots:
         QTest::newRow("below the minimum, automatic") << minimum << automatic << "" << false;
         QTest::newRow("below the minimum, asking") << minimum << user << "2.0" << false;
     }
-    void offerRules()
+    void offer()
     {
         QFETCH(QList<QByteArray>, items);
         QFETCH(OfferRules, rules);

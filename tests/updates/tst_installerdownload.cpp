@@ -22,7 +22,7 @@ class InstallerDownloadTest : public QObject
     TestHost host;
     std::unique_ptr<UpdateManager> manager;
 
-    installers::DownloadResult download(const QString &path)
+    platform::DownloadResult download(const QString &path)
     {
         return QCoro::waitFor(manager->download("p", service.url(path).toString(), true));
     }
