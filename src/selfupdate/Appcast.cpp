@@ -249,8 +249,6 @@ std::optional<Appcast> Appcast::parse(const QByteArray &document, QString *error
             }
             if (auto item = usableItem(readItem(reader)))
                 appcast.m_items << std::move(*item);
-            else
-                ++appcast.m_ignored;
         }
     }
     // Whatever follows the root must be well-formed too.

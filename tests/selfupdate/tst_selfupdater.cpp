@@ -1,6 +1,7 @@
 #include "SelfUpdateFixtures.h"
 #include "l10n/L10n.h"
 #include "platform/Settings.h"
+#include "selfupdate/AppcastFetch.h"
 #include "selfupdate/SelfUpdater.h"
 #include "selfupdate/SignatureVerifier.h"
 #include "support/Files.h"
@@ -24,6 +25,7 @@ class SelfUpdaterTest : public QObject
     Q_OBJECT
 
     LocalHttpService service;
+    LocalHttpService tls{LocalHttpService::Scheme::Https};
     TestHost host;
     L10n l10n;
     const Keys keys = Keys::generate();
@@ -60,7 +62,7 @@ class SelfUpdaterTest : public QObject
 private slots:
     void initTestCase()
     {
-        QVERIFY(service.listen());
+        QVERIFY(service.listen() && tls.listen());
         QCoreApplication::setApplicationVersion("1.0.0");
         QVERIFY(signing::initialise());
         l10n.setLanguage(AppLanguage::En);
@@ -142,29 +144,57 @@ private slots:
         QCOMPARE(updater->state(), State::UpdateAvailable);
     }
 
-    // Interval 300 ms; the stored last check was `lastCheckAgo` ms before
-    // now, or never.
-    void automaticSchedule_data()
+    // The first automatic check waits for what is left of the interval (an
+    // hour) since the stored last check; at once when there was none, when
+    // it is older than the interval or when it lies in the future (the clock
+    // was set back). Every later check waits the whole interval.
+    void firstAutomaticCheck_data()
     {
-        QTest::addColumn<QVariant>("lastCheckAgo");
-        QTest::addColumn<bool>("checksAtStart");
-        QTest::newRow("never checked") << QVariant() << true;
-        QTest::newRow("checked just now") << QVariant(0) << false;
-        QTest::newRow("last check in the future") << QVariant(-60 * 60 * 1000) << true;
+        QTest::addColumn<QVariant>("lastCheckAgo"); // minutes before now
+        QTest::addColumn<int>("firstWait");         // minutes; 0: a check at start
+        QTest::newRow("never checked") << QVariant() << 0;
+        QTest::newRow("checked 10 min ago") << QVariant(10) << 50;
+        QTest::newRow("checked just now") << QVariant(0) << 60;
+        QTest::newRow("checked 2 h ago") << QVariant(120) << 0;
+        QTest::newRow("last check in the future") << QVariant(-60) << 0;
     }
-    void automaticSchedule()
+    void firstAutomaticCheck()
     {
         QFETCH(QVariant, lastCheckAgo);
-        QFETCH(bool, checksAtStart);
+        QFETCH(int, firstWait);
         serveAppcast({hubRelease("1.0.0").item()});
         if (lastCheckAgo.isValid())
-            platform::hubSettings().setValue(SelfUpdater::LastCheckKey, host.clock.time.addMSecs(-lastCheckAgo.toInt()));
-        makeUpdater(300ms);
+            platform::hubSettings().setValue(SelfUpdater::LastCheckKey, host.clock.time.addSecs(-60 * lastCheckAgo.toInt()));
+        makeUpdater(1h);
+        host.sleeper.waits.clear();
         const int before = service.requestCount("/appcast.xml");
         updater->start();
-        QCOMPARE(updater->state() == State::Checking, checksAtStart);
-        QTRY_VERIFY_WITH_TIMEOUT(service.requestCount("/appcast.xml") - before >= (checksAtStart ? 3 : 2), 5000);
-        QCOMPARE(updater->lastCheck(), host.clock.time);
+        QCOMPARE(updater->state() == State::Checking, firstWait == 0);
+        QTRY_COMPARE(host.sleeper.waits.size(), 1);
+        QCOMPARE(host.sleeper.waits.first(), firstWait == 0 ? 60min : std::chrono::minutes(firstWait));
+        QCOMPARE(service.requestCount("/appcast.xml") - before, firstWait == 0 ? 1 : 0);
+        if (firstWait == 0)
+            QCOMPARE(updater->lastCheck(), host.clock.time);
+    }
+
+    // An appcast served over https may move, but never to plain http, not
+    // even on this machine.
+    void appcastRedirects_data()
+    {
+        QTest::addColumn<QByteArray>("target");
+        QTest::addColumn<bool>("fetched");
+        QTest::newRow("https to https") << tls.url("/moved.xml").toEncoded() << true;
+        QTest::newRow("https to http") << service.url("/appcast.xml").toEncoded() << false;
+    }
+    void appcastRedirects()
+    {
+        QFETCH(QByteArray, target);
+        tls.setRoute("/appcast.xml", Route{.redirectTo = target});
+        tls.setRoute("/moved.xml", Route{.body = selfupdatefixtures::document({hubRelease("1.1.0").item()})});
+        const int before = service.requestCount("/appcast.xml");
+        const auto result = QCoro::waitFor(selfupdate::fetchAppcast(host.network, tls.url("/appcast.xml"), host.limits.appcast));
+        QTEST(result.outcome.ok(), "fetched");
+        QCOMPARE(service.requestCount("/appcast.xml"), before); // the http side is never asked
     }
 
     // Whatever goes wrong, or when the user cancels part way, Downloads ends
