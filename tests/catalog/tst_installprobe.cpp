@@ -2,6 +2,7 @@
 #include "catalog/Product.h"
 #include "support/Files.h"
 #include "support/Fixtures.h"
+#include "support/Json.h"
 #include "support/LinuxBundles.h"
 #include "support/PropertyListWriter.h"
 #include "support/TestHost.h"
@@ -26,7 +27,7 @@ struct BinaryList
 {
     QList<QByteArray> objects;
 
-    static QByteArray be32(quint32 value) { return QByteArray(4, 0).replace(0, 4, QByteArray::fromHex(QByteArray::number(value, 16).rightJustified(8, '0'))); }
+    static QByteArray be32(quint32 value) { return QByteArray::fromHex(QByteArray::number(value, 16).rightJustified(8, '0')); }
     static QByteArray marker(int type, qsizetype count)
     {
         if (count < 15)
@@ -289,11 +290,11 @@ private slots:
     {
         QTest::addColumn<QByteArray>("answer");
         QTest::addColumn<QString>("expected");
-        QTest::newRow("first plug-in") << QByteArray("{'plugins':[{'id':'a','version':'1.2'},{'id':'b','version':'9'}]}").replace('\'', '"') << "1.2";
-        QTest::newRow("no version") << QByteArray("{'plugins':[{'id':'a','version':null}]}").replace('\'', '"') << QString();
-        QTest::newRow("no plug-ins") << QByteArray("{'plugins':[]}").replace('\'', '"') << QString();
+        QTest::newRow("first plug-in") << json("{'plugins':[{'id':'a','version':'1.2'},{'id':'b','version':'9'}]}") << "1.2";
+        QTest::newRow("no version") << json("{'plugins':[{'id':'a','version':null}]}") << QString();
+        QTest::newRow("no plug-ins") << json("{'plugins':[]}") << QString();
         QTest::newRow("rubbish") << QByteArray("Segmentation fault") << QString();
-        QTest::newRow("too long") << QByteArray("{'plugins':[{'version':'1','id':'").replace('\'', '"') + QByteArray(70000, 'x') + "\"}]}" << QString();
+        QTest::newRow("too long") << json("{'plugins':[{'version':'1','id':'") + QByteArray(70000, 'x') + "\"}]}" << QString();
     }
     void scannerAnswers()
     {

@@ -1,5 +1,7 @@
 #include "LocalHttpService.h"
 
+#include "Files.h"
+
 #include <QFile>
 #include <QHostAddress>
 #include <QMimeDatabase>
@@ -33,17 +35,11 @@ quint64 patternWord(quint64 index)
     return z ^ (z >> 31);
 }
 
-QByteArray readFile(const QString &name)
-{
-    QFile file(QStringLiteral(QUILLMARSH_HUB_TEST_TLS "/") + name);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 // The server's certificate and key, and the same certificate trusted by
 // every client of this process.
 QTcpServer *makeTlsServer(QObject *parent)
 {
-    const QSslCertificate certificate(readFile(QStringLiteral("localhost.pem")));
+    const QSslCertificate certificate(testfiles::read(QStringLiteral(QUILLMARSH_HUB_TEST_TLS "/localhost.pem")));
     QSslConfiguration trusting = QSslConfiguration::defaultConfiguration();
     trusting.addCaCertificate(certificate);
     QSslConfiguration::setDefaultConfiguration(trusting);
@@ -51,7 +47,7 @@ QTcpServer *makeTlsServer(QObject *parent)
     auto *server = new QSslServer(parent);
     QSslConfiguration serving = QSslConfiguration::defaultConfiguration();
     serving.setLocalCertificate(certificate);
-    serving.setPrivateKey(QSslKey(readFile(QStringLiteral("localhost.key")), QSsl::Ec));
+    serving.setPrivateKey(QSslKey(testfiles::read(QStringLiteral(QUILLMARSH_HUB_TEST_TLS "/localhost.key")), QSsl::Ec));
     server->setSslConfiguration(serving);
     return server;
 }
