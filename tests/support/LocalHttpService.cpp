@@ -4,7 +4,6 @@
 
 #include <QFile>
 #include <QHostAddress>
-#include <QMimeDatabase>
 #include <QSslKey>
 #include <QSslServer>
 #include <QSslSocket>
@@ -14,7 +13,6 @@
 #include <algorithm>
 #include <cstring>
 #include <functional>
-#include <memory>
 
 using namespace std::chrono_literals;
 
@@ -108,24 +106,21 @@ private:
         if (m_dropped)
             return;
         const Route &route = handler.route;
+        QByteArray body = route.body;
         if (!handler.filePath.isEmpty()) {
-            auto file = std::make_shared<QFile>(handler.filePath);
-            if (!file->open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
+            QFile file(handler.filePath);
+            if (!file.open(QIODevice::ReadOnly)) {
                 respond(Handler{Route{.status = 404, .body = "File missing\n"}, {}});
                 return;
             }
-            m_bodySize = file->size();
-            m_read = [file](qint64 offset, qint64 length) {
-                if (file->pos() != offset)
-                    file->seek(offset);
-                return file->read(length);
-            };
-        } else if (route.generatedSize >= 0) {
+            body = file.readAll();
+        }
+        if (route.generatedSize >= 0) {
             m_bodySize = route.generatedSize;
             m_read = &LocalHttpService::generatedBytes;
         } else {
-            m_bodySize = route.body.size();
-            m_read = [body = route.body](qint64 offset, qint64 length) { return body.mid(offset, length); };
+            m_bodySize = body.size();
+            m_read = [body](qint64 offset, qint64 length) { return body.mid(offset, length); };
         }
 
         // Clients read the status code, never the reason phrase.
@@ -166,10 +161,6 @@ private:
                 m_chunkLeft -= length;
             }
             const QByteArray data = m_read(m_sent, length);
-            if (data.size() != length) { // the file shrank under us: fail like a broken server
-                drop();
-                return;
-            }
             m_sent += length;
             const bool chunkEnds = m_chunkSize > 0 && m_chunkLeft == 0;
             m_socket->write(framing.isEmpty() && !chunkEnds ? data : framing + data + (chunkEnds ? "\r\n" : ""));
@@ -261,10 +252,8 @@ void LocalHttpService::setRoute(const QString &path, const Route &route)
 
 void LocalHttpService::setFile(const QString &path, const QString &filePath, const QByteArray &contentType)
 {
-    const QByteArray type = contentType.isEmpty()
-        ? QMimeDatabase().mimeTypeForFile(filePath, QMimeDatabase::MatchExtension).name().toLatin1()
-        : contentType;
-    m_handlers.insert(path, Handler{Route{.headers = {{"Content-Type", type}}}, filePath});
+    const Headers headers = contentType.isEmpty() ? Headers() : Headers{{"Content-Type", contentType}};
+    m_handlers.insert(path, Handler{Route{.headers = headers}, filePath});
 }
 
 int LocalHttpService::requestCount(const QString &path) const

@@ -52,8 +52,8 @@ public:
 
     // Replaces whatever answered this path before.
     void setRoute(const QString &path, const Route &route);
-    // Streams the file as it is on disk when requested; 404 if it is missing by
-    // then. An empty content type is guessed from the file name.
+    // Serves the file as it is on disk when requested; 404 if it is missing
+    // by then.
     void setFile(const QString &path, const QString &filePath, const QByteArray &contentType = {});
 
     // Every request counts, known path or not.
