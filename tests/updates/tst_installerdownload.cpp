@@ -71,7 +71,7 @@ private slots:
     void savesRevealsAndReplaces_data()
     {
         QTest::addColumn<int>("status");
-        for (const int status : {200, 400, 404, 407, 418, 503})
+        for (const int status : {200, 404}) // every status reaching the body is the transfer's test
             QTest::addRow("%d", status) << status;
     }
     void savesRevealsAndReplaces()
