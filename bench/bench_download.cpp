@@ -159,8 +159,8 @@ QCoro::Task<Measurement> downloadWithHub(UpdateManager &manager, const QUrl &url
     const CpuClock cpu;
     QElapsedTimer clock;
     clock.start();
-    const installers::DownloadResult result = co_await manager.download(QStringLiteral("bench-installer"),
-                                                                        url.toString(), false);
+    const platform::DownloadResult result = co_await manager.download(QStringLiteral("bench-installer"),
+                                                                      url.toString(), false);
     Measurement m;
     m.seconds = clock.nsecsElapsed() / 1e9;
     cpu.stop(m);

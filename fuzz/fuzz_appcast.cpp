@@ -15,7 +15,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
             std::abort(); // a refusal always says why
         return 0;
     }
-    if (const auto item = appcast->newestNewerThan(QStringLiteral("1.0.0")))
-        item->isCriticalFor(QStringLiteral("1.0.0"));
+    const QString running = QStringLiteral("1.0.0");
+    // A fixed clock keeps every run reproducible; an automatic check walks
+    // every rule (channels, phasing, minimum versions).
+    const OfferRules automatic{{}, true, QDateTime(QDate(2026, 11, 23), QTime(14, 5), Qt::UTC), 3};
+    if (const auto item = appcast->offerFor(running, automatic))
+        item->isCriticalFor(running);
     return 0;
 }

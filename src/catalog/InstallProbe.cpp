@@ -1,8 +1,8 @@
 #include "Product.h"
 
-#include "platform/HostPaths.h"
-
 #include <QFileInfo>
+
+#include <algorithm>
 
 Product::FormatPaths Product::resolvedPaths(const QString &homePath) const
 {
@@ -17,19 +17,9 @@ Product::FormatPaths Product::resolvedPaths(const QString &homePath) const
     return paths;
 }
 
-Product::FormatPaths Product::resolvedPaths() const
-{
-    return resolvedPaths(platform::SystemHostPaths().homePath());
-}
-
 bool Product::isInstalled(const QString &homePath) const
 {
     const FormatPaths paths = resolvedPaths(homePath);
     return std::any_of(paths.cbegin(), paths.cend(),
                        [](const QString &path) { return QFileInfo::exists(path); });
-}
-
-bool Product::isInstalled() const
-{
-    return isInstalled(platform::SystemHostPaths().homePath());
 }

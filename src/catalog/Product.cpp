@@ -2,8 +2,6 @@
 
 #include "JsonDocument.h"
 
-#include <QHashFunctions>
-
 namespace {
 
 const QString MakerSite = QStringLiteral("https://quillmarsh.example");
@@ -26,12 +24,6 @@ Product decodeProduct(JsonFields &fields)
     product.couponLabel = fields.optionalString(QLatin1StringView("coupon_label"));
     product.couponURLString = fields.optionalString(QLatin1StringView("coupon_url"));
     return product;
-}
-
-template <typename T>
-size_t hashOptional(const std::optional<T> &value, size_t seed)
-{
-    return value ? qHashMulti(seed, true, *value) : qHash(false, seed);
 }
 
 } // namespace
@@ -57,22 +49,6 @@ QUrl Product::supportURL() const
 QUrl Product::couponURL() const
 {
     return links::usableUrl(couponURLString).value_or(QUrl());
-}
-
-size_t qHash(const Product &p, size_t seed) noexcept
-{
-    seed = qHashMulti(seed, p.id, p.displayName, p.category, p.badgeLabel, p.sectionTitle,
-                      p.sortOrder, p.categorySortOrder);
-    seed = hashOptional(p.productPageURLString, seed);
-    seed = hashOptional(p.supportURLString, seed);
-    seed = hashOptional(p.couponCode, seed);
-    seed = hashOptional(p.couponLabel, seed);
-    seed = hashOptional(p.couponURLString, seed);
-    if (!p.installFormats)
-        return qHash(false, seed);
-    for (auto it = p.installFormats->cbegin(); it != p.installFormats->cend(); ++it)
-        seed = qHashMulti(seed, it.key(), it.value());
-    return seed;
 }
 
 namespace links {

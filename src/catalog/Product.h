@@ -3,7 +3,6 @@
 #include <QByteArray>
 #include <QList>
 #include <QMap>
-#include <QObject>
 #include <QString>
 #include <QUrl>
 
@@ -15,22 +14,6 @@ struct ProductSection;
 // catalogue's plugin_id and identifies the product everywhere.
 struct Product
 {
-    Q_GADGET
-    Q_PROPERTY(QString id MEMBER id CONSTANT)
-    Q_PROPERTY(QString displayName MEMBER displayName CONSTANT)
-    Q_PROPERTY(QString category MEMBER category CONSTANT)
-    Q_PROPERTY(QString badgeLabel MEMBER badgeLabel CONSTANT)
-    Q_PROPERTY(QString sectionTitle MEMBER sectionTitle CONSTANT)
-    Q_PROPERTY(QUrl productPageURL READ productPageURL CONSTANT)
-    Q_PROPERTY(QUrl supportURL READ supportURL CONSTANT)
-    Q_PROPERTY(bool hasCoupon READ hasCoupon CONSTANT)
-    Q_PROPERTY(QString couponCode READ couponCodeText CONSTANT)
-    Q_PROPERTY(QString couponLabel READ couponLabelText CONSTANT)
-    Q_PROPERTY(bool hasCouponLabel READ hasCouponLabel CONSTANT)
-    Q_PROPERTY(QString couponURLString READ couponURLText CONSTANT)
-    Q_PROPERTY(QUrl couponURL READ couponURL CONSTANT)
-
-public:
     using FormatPaths = QMap<QString, QString>;
 
     QString id;
@@ -62,32 +45,22 @@ public:
 
     // Install paths made absolute against the home directory.
     FormatPaths resolvedPaths(const QString &homePath) const;
-    FormatPaths resolvedPaths() const;
     // True when any install path exists (following symbolic links).
     bool isInstalled(const QString &homePath) const;
-    bool isInstalled() const;
 
     bool hasCoupon() const { return couponCode.has_value(); }
     QString couponCodeText() const { return couponCode.value_or(QString()); }
     bool hasCouponLabel() const { return couponLabel.has_value(); }
     QString couponLabelText() const { return couponLabel.value_or(QString()); }
-    QString couponURLText() const { return couponURLString.value_or(QString()); }
     // The campaign page when it forms a usable link; empty otherwise.
     QUrl couponURL() const;
 
     friend bool operator==(const Product &, const Product &) = default;
 };
 
-size_t qHash(const Product &product, size_t seed = 0) noexcept;
-
 // Products of one category, under the title of its first product.
 struct ProductSection
 {
-    Q_GADGET
-    Q_PROPERTY(QString id MEMBER id CONSTANT)
-    Q_PROPERTY(QString title MEMBER title CONSTANT)
-
-public:
     // The category: unique among sections, unlike titles.
     QString id;
     QString title;

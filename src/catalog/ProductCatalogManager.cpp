@@ -59,11 +59,6 @@ QCoro::Task<Outcome> ProductCatalogManager::fetchCatalog()
     co_return outcome;
 }
 
-void ProductCatalogManager::refresh()
-{
-    fetchCatalog();
-}
-
 void ProductCatalogManager::startBackgroundFetches()
 {
     fetchCatalog();

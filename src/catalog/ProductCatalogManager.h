@@ -36,14 +36,11 @@ public:
     int productCount() const { return int(m_products.size()); }
     qint64 revision() const { return m_revision; }
     bool isLoading() const { return m_isLoading; }
-    QString cacheFilePath() const { return m_cacheFilePath; }
     QUrl catalogURL() const { return m_catalogURL; }
 
     // Downloads the catalogue and applies it when it is usable. Fetches may
     // overlap; the last one applied wins.
     QCoro::Task<Outcome> fetchCatalog();
-    // The same, for the refresh button.
-    Q_INVOKABLE void refresh();
     // One fetch now, then one `fetchInterval` after each previous one ended.
     void startBackgroundFetches();
 

@@ -9,16 +9,11 @@ QString storedText(AppLanguage language)
 
 std::optional<AppLanguage> fromStoredText(const QString &text)
 {
-    for (AppLanguage language : allCases()) {
+    for (const AppLanguage language : {AppLanguage::En, AppLanguage::Ja}) {
         if (storedText(language) == text)
             return language;
     }
     return std::nullopt;
-}
-
-QList<AppLanguage> allCases()
-{
-    return {AppLanguage::En, AppLanguage::Ja};
 }
 
 } // namespace appLanguage

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <QList>
 #include <QObject>
 #include <QString>
 
@@ -21,6 +20,5 @@ namespace appLanguage {
 QString storedText(AppLanguage language);
 // Exactly "en" or "ja"; anything else is no language.
 std::optional<AppLanguage> fromStoredText(const QString &text);
-QList<AppLanguage> allCases();
 
 } // namespace appLanguage

@@ -5,9 +5,10 @@
 L10n::L10n(QObject *parent)
     : QObject(parent)
 {
-    const QString stored = platform::hubSettings().value(SettingsKey, QStringLiteral("en")).toString();
-    // Only the exact text "ja" picks Japanese; the system locale plays no part.
-    m_language = stored == QLatin1String("ja") ? AppLanguage::Ja : AppLanguage::En;
+    const QString stored = platform::hubSettings().value(SettingsKey).toString();
+    // Only the exact stored texts count ("JA" is English); the system
+    // locale plays no part.
+    m_language = appLanguage::fromStoredText(stored).value_or(AppLanguage::En);
 }
 
 L10n &L10n::shared()

@@ -249,8 +249,6 @@ std::optional<Appcast> Appcast::parse(const QByteArray &document, QString *error
             }
             if (auto item = usableItem(readItem(reader)))
                 appcast.m_items << std::move(*item);
-            else
-                ++appcast.m_ignored;
         }
     }
     // Whatever follows the root must be well-formed too.
@@ -291,12 +289,4 @@ std::optional<AppcastItem> Appcast::offerFor(const QString &runningVersion, cons
             best = item;
     }
     return best;
-}
-
-std::optional<AppcastItem> Appcast::newestNewerThan(const QString &runningVersion) const
-{
-    const auto candidate = newest();
-    if (candidate && UpdateManager::isNewer(candidate->comparableVersion(), runningVersion))
-        return candidate;
-    return std::nullopt;
 }

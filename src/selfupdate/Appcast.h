@@ -81,21 +81,17 @@ public:
 
     // Usable items, in document order.
     const QList<AppcastItem> &items() const { return m_items; }
-    // Items in the document that were left out.
-    int ignoredItemCount() const { return m_ignored; }
 
     // The newest usable item, whatever the running version; the first of
     // equal ones.
     std::optional<AppcastItem> newest() const;
-    // The newest usable item strictly newer than `runningVersion`.
-    std::optional<AppcastItem> newestNewerThan(const QString &runningVersion) const;
-    // The same among the items `rules` allow: on no channel or a chosen
-    // one; for automatic checks, only once the phased rollout has reached
-    // the group (critical updates at once), and not when the running
-    // version is below the item's minimum for automatic updates.
+    // The newest usable item strictly newer than `runningVersion` among the
+    // items `rules` allow: on no channel or a chosen one; for automatic
+    // checks, only once the phased rollout has reached the group (critical
+    // updates at once), and not when the running version is below the
+    // item's minimum for automatic updates.
     std::optional<AppcastItem> offerFor(const QString &runningVersion, const OfferRules &rules) const;
 
 private:
     QList<AppcastItem> m_items;
-    int m_ignored = 0;
 };

@@ -1,7 +1,7 @@
 #include "ReleaseDownload.h"
 
 #include "SignatureVerifier.h"
-#include "updates/InstallerDownload.h"
+#include "platform/Download.h"
 
 #include <QFileInfo>
 #include <QPointer>
@@ -13,7 +13,7 @@ namespace selfupdate {
 QString releaseFileName(const AppcastItem &item)
 {
     const QString component = item.url.fileName(QUrl::FullyDecoded);
-    if (installers::isSafeFileName(component))
+    if (platform::isSafeFileName(component))
         return component;
     QString version = item.comparableVersion();
     version.replace(u'/', u'-').remove(QChar(u'\0'));
@@ -22,26 +22,26 @@ QString releaseFileName(const AppcastItem &item)
 
 QCoro::Task<VerifiedDownload> downloadRelease(QNetworkAccessManager &network, AppcastItem item,
                                               QString downloadsDirectory, const SignatureVerifier &verifier,
-                                              platform::TransferLimits limits, installers::DownloadControl *control)
+                                              platform::TransferLimits limits, platform::DownloadControl *control)
 {
     if (downloadsDirectory.isEmpty())
         co_return {UpdateOutcome::failure(UpdateProblem::Storage, QStringLiteral("the desktop names no Downloads folder")), {}};
 
     // The caller's control may go away while the transfer runs; this one
     // stays, and reports progress against the appcast's length.
-    installers::DownloadControl watch;
-    QPointer<installers::DownloadControl> caller(control);
-    QObject::connect(&watch, &installers::DownloadControl::progress, &watch, [&](qint64 received, qint64) {
+    platform::DownloadControl watch;
+    QPointer<platform::DownloadControl> caller(control);
+    QObject::connect(&watch, &platform::DownloadControl::progress, &watch, [&](qint64 received, qint64) {
         if (caller)
             emit caller->progress(std::min(received, item.length), item.length);
     });
     if (caller)
-        QObject::connect(caller, &installers::DownloadControl::cancelRequested, &watch, &installers::DownloadControl::cancel);
+        QObject::connect(caller, &platform::DownloadControl::cancelRequested, &watch, &platform::DownloadControl::cancel);
     if (caller && caller->isCancelled())
         watch.cancel();
 
     UpdateProblem refusal = UpdateProblem::None;
-    installers::DownloadOptions options;
+    platform::DownloadOptions options;
     options.control = &watch;
     // The appcast names the length; nothing longer is wanted.
     limits.maximumBytes = limits.maximumBytes < 0 ? item.length : std::min(limits.maximumBytes, item.length);
@@ -60,7 +60,7 @@ QCoro::Task<VerifiedDownload> downloadRelease(QNetworkAccessManager &network, Ap
         return Outcome::success();
     };
 
-    const installers::DownloadResult result = co_await installers::download(
+    const platform::DownloadResult result = co_await platform::download(
         network, item.url, releaseFileName(item), downloadsDirectory, std::move(options));
     if (result.outcome.ok())
         co_return {UpdateOutcome::success(), result.savedPath};

@@ -10,7 +10,7 @@
 class QNetworkAccessManager;
 class SignatureVerifier;
 
-namespace installers {
+namespace platform {
 class DownloadControl;
 }
 
@@ -26,13 +26,13 @@ struct VerifiedDownload
 // component, or QuillmarshHub-<version> when that cannot name a file.
 QString releaseFileName(const AppcastItem &item);
 
-// Streams the item's enclosure into Downloads through the installer
-// download, and lets it into its place only once its length equals the
-// appcast's and its signature verifies against `verifier`. Anything that
+// Streams the item's enclosure into Downloads, and lets it into its place
+// only once its length equals the appcast's and its signature verifies
+// against `verifier`. Anything that
 // fails (or is cancelled through `control`) leaves no file behind.
 QCoro::Task<VerifiedDownload> downloadRelease(QNetworkAccessManager &network, AppcastItem item,
                                               QString downloadsDirectory, const SignatureVerifier &verifier,
                                               platform::TransferLimits limits,
-                                              installers::DownloadControl *control = nullptr);
+                                              platform::DownloadControl *control = nullptr);
 
 } // namespace selfupdate

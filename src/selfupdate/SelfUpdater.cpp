@@ -13,7 +13,7 @@
 #include "platform/Transfer.h"
 #include "platform/TransferLimits.h"
 #include "platform/Schedule.h"
-#include "updates/InstallerDownload.h"
+#include "platform/Download.h"
 #include "updates/UpdateManager.h"
 #include "updates/UpdateStatus.h"
 
@@ -29,11 +29,6 @@ SelfUpdater::SelfUpdater(platform::Host &host, SelfUpdateConfig config, L10n &l1
     , m_currentVersion(HubSelfUpdateState::current().installedVersion)
 {
     connect(&m_l10n, &L10n::languageChanged, this, &SelfUpdater::errorChanged);
-}
-
-SelfUpdater::SelfUpdater(platform::Host &host, SelfUpdateConfig config, QObject *parent)
-    : SelfUpdater(host, std::move(config), L10n::shared(), parent)
-{
 }
 
 SelfUpdater::~SelfUpdater() = default;
@@ -83,7 +78,6 @@ bool SelfUpdater::isBusy() const
 
 void SelfUpdater::checkForUpdates()
 {
-    emit userCheckRequested();
     check(true);
 }
 
@@ -163,9 +157,9 @@ QCoro::Task<> SelfUpdater::runInstall(quint64 session)
         setState(Failed);
         co_return;
     }
-    auto *control = new installers::DownloadControl(this);
+    auto *control = new platform::DownloadControl(this);
     m_download = control;
-    connect(control, &installers::DownloadControl::progress, this,
+    connect(control, &platform::DownloadControl::progress, this,
             [this](qint64 received, qint64 total) { setProgress(received, total); });
     setProgress(0, m_offer->length);
     setState(Downloading);

@@ -16,10 +16,8 @@
 
 class L10n;
 
-namespace installers {
-class DownloadControl;
-}
 namespace platform {
+class DownloadControl;
 struct Host;
 }
 
@@ -80,7 +78,6 @@ public:
 
     // Messages follow `l10n`'s language.
     SelfUpdater(platform::Host &host, SelfUpdateConfig config, L10n &l10n, QObject *parent = nullptr);
-    SelfUpdater(platform::Host &host, SelfUpdateConfig config, QObject *parent = nullptr);
     ~SelfUpdater() override;
 
     // Starts the automatic checks when the configuration enables them: one
@@ -168,8 +165,6 @@ signals:
     void lastCheckChanged();
     // The dialog of the running session should come to the front.
     void raiseRequested();
-    // checkForUpdates() was called.
-    void userCheckRequested();
     void manualInstallChanged();
     // An installer took the package; the application should end.
     void quitRequested();
@@ -213,5 +208,5 @@ private:
     bool m_needsManualInstall = false;
     UpdateProblem m_problem = UpdateProblem::None;
     QString m_errorDetail;
-    QPointer<installers::DownloadControl> m_download;
+    QPointer<platform::DownloadControl> m_download;
 };

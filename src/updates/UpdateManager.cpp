@@ -4,6 +4,7 @@
 #include "catalog/ProductCatalogManager.h"
 #include "platform/Clock.h"
 #include "platform/Desktop.h"
+#include "platform/Download.h"
 #include "platform/Host.h"
 #include "platform/HostPaths.h"
 #include "platform/Transfer.h"
@@ -211,10 +212,10 @@ QCoro::Task<installers::DownloadResult> UpdateManager::download(QString pluginId
     } else if (!name) {
         result.outcome = Outcome::failure(QStringLiteral("no safe file name for %1").arg(pluginId));
     } else {
-        installers::DownloadOptions options;
+        platform::DownloadOptions options;
         options.limits = m_host.limits.installer;
-        result = co_await installers::download(m_host.network, url, *name, m_host.paths.downloadsDirectory(),
-                                               std::move(options));
+        result = co_await platform::download(m_host.network, url, *name, m_host.paths.downloadsDirectory(),
+                                             std::move(options));
         if (result.outcome.ok() && reveal)
             m_host.revealer.reveal(result.savedPath);
     }

@@ -1,6 +1,8 @@
+#include "app/AppState.h"
 #include "catalog/Product.h"
-#include "platform/PropertyListReader.h"
 #include "support/Files.h"
+#include "support/Fixtures.h"
+#include "support/Json.h"
 #include "support/LinuxBundles.h"
 #include "support/PropertyListWriter.h"
 #include "support/TestHost.h"
@@ -13,6 +15,7 @@
 #include <sys/stat.h>
 
 using plistwriter::Format;
+Q_DECLARE_METATYPE(HubInstallState)
 
 namespace {
 
@@ -24,7 +27,7 @@ struct BinaryList
 {
     QList<QByteArray> objects;
 
-    static QByteArray be32(quint32 value) { return QByteArray(4, 0).replace(0, 4, QByteArray::fromHex(QByteArray::number(value, 16).rightJustified(8, '0'))); }
+    static QByteArray be32(quint32 value) { return QByteArray::fromHex(QByteArray::number(value, 16).rightJustified(8, '0')); }
     static QByteArray marker(int type, qsizetype count)
     {
         if (count < 15)
@@ -74,10 +77,15 @@ QByteArray binaryNested(int levels, bool shared)
     return list.bytes(list.container(0xD, {key, x, version, inner}));
 }
 
+QByteArray xmlDict(int levels)
+{
+    return "<dict><key>" + VersionKey + "</key><string>1.0</string><key>x</key>" + QByteArray("<array>").repeated(levels)
+        + QByteArray("</array>").repeated(levels) + "</dict>";
+}
+
 QByteArray xmlNested(int levels)
 {
-    return "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>" + VersionKey + "</key><string>1.0</string><key>x</key>"
-        + QByteArray("<array>").repeated(levels) + QByteArray("</array>").repeated(levels) + "</dict></plist>";
+    return "<?xml version=\"1.0\"?><plist version=\"1.0\">" + xmlDict(levels) + "</plist>";
 }
 
 } // namespace
@@ -115,63 +123,61 @@ private slots:
     {
         QFETCH(QString, text);
         QFETCH(QString, expected);
-        QCOMPARE(withFormats({{"VST3", text}}).resolvedPaths().value("VST3"), expected.arg(home()));
+        QCOMPARE(withFormats({{"VST3", text}}).resolvedPaths(home()).value("VST3"), expected.arg(home()));
     }
 
-    void installedWhenAnyPathExists()
+    // A product is installed when any of its paths exists; of two catalogue
+    // entries with one id, the first decides.
+    void installStates_data()
     {
+        QTest::addColumn<QJsonArray>("catalog");
+        QTest::addColumn<HubInstallState>("expected");
+        const QJsonObject exists{{"A", "Plugins/missing"}, {"B", "Plugins/Exists.vst3"}};
+        const QJsonObject missing{{"A", "~/Plugins/Exists.vst3"}};
+        QTest::newRow("any path exists") << QJsonArray{fixtures::product("p", exists)} << HubInstallState::Installed;
+        QTest::newRow("no path exists") << QJsonArray{fixtures::product("p", missing)} << HubInstallState::NotInstalled;
+        QTest::newRow("no paths") << QJsonArray{fixtures::product("p")} << HubInstallState::NotInstalled;
+        QTest::newRow("same id, first installed")
+            << QJsonArray{fixtures::product("p", exists), fixtures::product("p", missing)} << HubInstallState::Installed;
+        QTest::newRow("same id, second installed")
+            << QJsonArray{fixtures::product("p", missing), fixtures::product("p", exists)} << HubInstallState::NotInstalled;
+    }
+    void installStates()
+    {
+        QFETCH(QJsonArray, catalog);
         QDir(home()).mkpath("Plugins/Exists.vst3");
-        QVERIFY(withFormats({{"A", "Plugins/missing"}, {"B", "Plugins/Exists.vst3"}}).isInstalled());
-        QVERIFY(!withFormats({{"A", "~/Plugins/Exists.vst3"}}).isInstalled());
-        QVERIFY(!withFormats({}).isInstalled());
+        QVERIFY(testfiles::write(TestSandbox::current().hubDirectory() + "/product_catalog.json", fixtures::document(catalog)));
+        AppState state(host.host, ServiceAddress());
+        state.refreshAllStates();
+        QCOMPARE(state.productStates().keys(), QStringList{"p"});
+        QTEST(state.productStates().value("p"), "expected");
     }
 
-    // Versions are taken exactly as written; a folder without Info.plist or a
-    // version that is not text gives none.
-    void installedVersions_data()
+    // The version is taken exactly as written, from XML or binary lists; a
+    // version that is not text gives none. No Info.plist can hang, crash or
+    // flood the probe: special files, files over the limit, nesting past the
+    // limit (XML or binary, plain or shared objects), strings holding U+0000.
+    void infoPlists_data()
     {
-        QTest::addColumn<Format>("format");
-        QTest::newRow("xml") << Format::Xml;
-        QTest::newRow("binary") << Format::Binary;
-    }
-    void installedVersions()
-    {
-        QFETCH(Format, format);
-        const QString dir = QString("Versions-%1/").arg(int(format));
-        QVERIFY(plistwriter::writeBundle(home() + "/" + dir + "Old.vst3", info(" 1.0 beta "), format));
-        QVERIFY(plistwriter::writeBundle(home() + "/" + dir + "Numeric.aaxplugin", info(3), format));
-        QDir(home()).mkpath(dir + "Bare.app");
-        const Product product = withFormats({{"VST3", dir + "Old.vst3"}, {"AAX", dir + "Numeric.aaxplugin"}, {"APP", dir + "Bare.app"}});
-        QVERIFY(product.isInstalled());
-        QCOMPARE(UpdateManager::installedVersions(product, host.host), (QMap<QString, QString>{{"VST3", " 1.0 beta "}}));
-    }
-
-    // libplist reads XML as UTF-8 whatever the declaration says, so a
-    // declared encoding must not hide nesting from the depth check. In
-    // ISO-2022-JP, ESC $ B turns the bytes up to ESC ( B into kanji: decoded
-    // that way, the list below is one comment.
-    void declaredEncodingHidesNoNesting()
-    {
-        const QByteArray hidden = "<dict><key>CFBundleShortVersionString</key><string>1.0</string><key>deep</key>"
-            + QByteArray("<array>").repeated(200) + QByteArray("</array>").repeated(200) + "</dict>";
-        const QByteArray document = "<?xml version=\"1.0\" encoding=\"ISO-2022-JP\"?><plist><!--\x1b$B-->" + hidden
-            + "<!--\x1b(B--></plist>";
-        QVERIFY(!platform::LibPlistReader::stringInBytes(document, "CFBundleShortVersionString"));
-    }
-
-    // No Info.plist can hang, crash or flood the probe: special files, files
-    // over the limit, nesting past the limit (XML or binary, plain or shared
-    // objects), strings holding U+0000. Each gives a version or none.
-    void hostileInfoPlists_data()
-    {
-        QTest::addColumn<QByteArray>("content"); // "fifo", "device", "folder": that kind of file instead
+        QTest::addColumn<QByteArray>("content"); // "none", "fifo", "device", "folder": that instead of a file
         QTest::addColumn<QString>("expected");   // null: no version
+        QTest::newRow("xml") << plistwriter::serialize(info(" 1.0 beta "), Format::Xml) << " 1.0 beta ";
+        QTest::newRow("binary") << plistwriter::serialize(info(" 1.0 beta "), Format::Binary) << " 1.0 beta ";
+        QTest::newRow("number") << plistwriter::serialize(info(3), Format::Binary) << QString();
+        QTest::newRow("no Info.plist") << QByteArray("none") << QString();
         QTest::newRow("fifo") << QByteArray("fifo") << QString();
         QTest::newRow("link to /dev/zero") << QByteArray("device") << QString();
         QTest::newRow("folder") << QByteArray("folder") << QString();
         QTest::newRow("over the limit") << plistwriter::serialize({{VersionKey, "1.0"}, {"pad", QString(1100 * 1024, 'x')}}, Format::Xml) << QString();
         QTest::newRow("xml nested 100") << xmlNested(100) << "1.0";
         QTest::newRow("xml nested 60,000") << xmlNested(60000) << QString();
+        // libplist reads XML as UTF-8 whatever the declaration says, so a
+        // declared encoding must not hide nesting from the depth check. In
+        // ISO-2022-JP, ESC $ B turns the bytes up to ESC ( B into kanji:
+        // decoded that way, the nesting is one comment.
+        QTest::newRow("xml nesting in a declared encoding")
+            << "<?xml version=\"1.0\" encoding=\"ISO-2022-JP\"?><plist><!--\x1b$B-->" + xmlDict(200) + "<!--\x1b(B--></plist>"
+            << QString();
         QTest::newRow("xml not well-formed") << QByteArray("<plist><dict><key>") + VersionKey + "</key><string>1.0</string></plist>" << QString();
         QTest::newRow("binary nested 100") << binaryNested(100, false) << "1.0";
         QTest::newRow("binary nested 100,000") << binaryNested(100000, false) << QString();
@@ -189,7 +195,7 @@ private slots:
         cycle.container(0xA, {0});
         QTest::newRow("array inside itself") << cycle.bytes(0) << QString();
     }
-    void hostileInfoPlists()
+    void infoPlists()
     {
         QFETCH(QByteArray, content);
         QFETCH(QString, expected);
@@ -202,7 +208,7 @@ private slots:
             QVERIFY(QFile::link("/dev/zero", info));
         else if (content == "folder")
             QVERIFY(QDir().mkpath(info));
-        else
+        else if (content != "none")
             QVERIFY(testfiles::write(info, content));
         const auto versions = UpdateManager::installedVersions(withFormats({{"VST3", bundle}}), host.host);
         QCOMPARE(versions.value("VST3"), expected);
@@ -284,11 +290,11 @@ private slots:
     {
         QTest::addColumn<QByteArray>("answer");
         QTest::addColumn<QString>("expected");
-        QTest::newRow("first plug-in") << QByteArray("{'plugins':[{'id':'a','version':'1.2'},{'id':'b','version':'9'}]}").replace('\'', '"') << "1.2";
-        QTest::newRow("no version") << QByteArray("{'plugins':[{'id':'a','version':null}]}").replace('\'', '"') << QString();
-        QTest::newRow("no plug-ins") << QByteArray("{'plugins':[]}").replace('\'', '"') << QString();
+        QTest::newRow("first plug-in") << json("{'plugins':[{'id':'a','version':'1.2'},{'id':'b','version':'9'}]}") << "1.2";
+        QTest::newRow("no version") << json("{'plugins':[{'id':'a','version':null}]}") << QString();
+        QTest::newRow("no plug-ins") << json("{'plugins':[]}") << QString();
         QTest::newRow("rubbish") << QByteArray("Segmentation fault") << QString();
-        QTest::newRow("too long") << QByteArray("{'plugins':[{'version':'1','id':'").replace('\'', '"') + QByteArray(70000, 'x') + "\"}]}" << QString();
+        QTest::newRow("too long") << json("{'plugins':[{'version':'1','id':'") + QByteArray(70000, 'x') + "\"}]}" << QString();
     }
     void scannerAnswers()
     {

@@ -44,11 +44,10 @@ private slots:
         QVERIFY(service.listen());
         QVERIFY(plistwriter::writeBundle(home() + "/Plugins/Current.vst3", {{"CFBundleShortVersionString", "2.0.0"}}, plistwriter::Format::Xml));
         QVERIFY(plistwriter::writeBundle(home() + "/Plugins/Old.vst3", {{"CFBundleShortVersionString", "1.0"}}, plistwriter::Format::Binary));
-        QVERIFY(linuxbundles::writeVst3(home() + "/.vst3/Marsh Reverb.vst3", linuxbundles::moduleInfo("1.0.0")));
-        QVERIFY(linuxbundles::writeLv2(home() + "/.lv2/marsh.lv2", "http://quillmarsh.example/plugins/marsh", "1.4.0"));
+        // Read by a scan, which status waits for before it prints.
         QVERIFY(linuxbundles::installClap(home() + "/.clap/Marsh.clap"));
         service.setRoute("/api/hub/products", Route{.body = fixtures::document({
-            fixtures::product("studio", {{"VST3", ".vst3/Marsh Reverb.vst3"}, {"LV2", ".lv2/marsh.lv2"}, {"CLAP", ".clap/Marsh.clap"}}),
+            fixtures::product("studio", {{"CLAP", ".clap/Marsh.clap"}}),
             fixtures::product("current", {{"VST3", "Plugins/Current.vst3"}}),
             fixtures::product("old", {{"VST3", "Plugins/Old.vst3"}}),
             fixtures::product("absent", {{"VST3", "Plugins/Absent.vst3"}})})});
@@ -66,7 +65,7 @@ private slots:
             {"current", {"installed", "2.0", "upToDate", QJsonObject{{"VST3", "2.0.0"}}}},
             {"old", {"installed", "1.5", "updateAvailable", QJsonObject{{"VST3", "1.0"}}}},
             {"absent", {"notInstalled", "1.0", "notInstalled", QJsonObject{}}},
-            {"studio", {"installed", "3.5", "updateAvailable", QJsonObject{{"VST3", "1.0.0"}, {"LV2", "1.4.0"}, {"CLAP", "3.2.1"}}}},
+            {"studio", {"installed", "3.5", "updateAvailable", QJsonObject{{"CLAP", "3.2.1"}}}},
         };
         for (const QJsonValue &value : report.value("products").toArray()) {
             const QJsonObject product = value.toObject();

@@ -58,31 +58,19 @@ struct Release
     QByteArray item(const QString &prefix = QStringLiteral("sparkle")) const
     {
         const QString p = prefix + u':';
-        QString xml = QStringLiteral("<item>");
-        auto element = [&xml](const QString &name, const QString &text) {
-            if (!text.isEmpty())
-                xml += QStringLiteral("<%1>%2</%1>").arg(name, text);
+        auto element = [](const QString &name, const QString &text) {
+            return text.isEmpty() ? QString() : QStringLiteral("<%1>%2</%1>").arg(name, text);
         };
-        auto attribute = [&xml](const QString &name, const QString &value) {
-            if (!value.isEmpty())
-                xml += QStringLiteral(" %1=\"%2\"").arg(name, value.toHtmlEscaped());
+        auto attribute = [](const QString &name, const QString &value) {
+            return value.isEmpty() ? QString() : QStringLiteral(" %1=\"%2\"").arg(name, value.toHtmlEscaped());
         };
-        element(QStringLiteral("title"), title.toHtmlEscaped());
-        element(QStringLiteral("pubDate"), QStringLiteral("Mon, 23 Nov 2026 14:05:00 +0000"));
-        element(p + "version", version);
-        element(p + "shortVersionString", shortVersion);
-        if (!description.isEmpty())
-            element(QStringLiteral("description"), "<![CDATA[" + description + "]]>");
-        element(p + "releaseNotesLink", notesLink.toHtmlEscaped());
-        if (critical)
-            xml += QStringLiteral("<%1criticalUpdate/>").arg(p);
-        xml += QStringLiteral("<enclosure type=\"application/vnd.debian.binary-package\"");
-        attribute(QStringLiteral("url"), url);
-        attribute(QStringLiteral("length"), length);
-        attribute(p + "edSignature", signature);
-        attribute(p + "os", os);
-        xml += QStringLiteral("/></item>");
-        return xml.toUtf8();
+        const QString notes = description.isEmpty() ? QString() : "<![CDATA[" + description + "]]>";
+        return ("<item>" + element("title", title.toHtmlEscaped()) + element("pubDate", "Mon, 23 Nov 2026 14:05:00 +0000")
+                + element(p + "version", version) + element(p + "shortVersionString", shortVersion) + element("description", notes)
+                + element(p + "releaseNotesLink", notesLink.toHtmlEscaped()) + (critical ? "<" + p + "criticalUpdate/>" : QString())
+                + "<enclosure type=\"application/vnd.debian.binary-package\"" + attribute("url", url) + attribute("length", length)
+                + attribute(p + "edSignature", signature) + attribute(p + "os", os) + "/></item>")
+            .toUtf8();
     }
 };
 

@@ -1,6 +1,7 @@
 #include "SelfUpdateFixtures.h"
 #include "l10n/L10n.h"
 #include "platform/Settings.h"
+#include "selfupdate/AppcastFetch.h"
 #include "selfupdate/SelfUpdater.h"
 #include "selfupdate/SignatureVerifier.h"
 #include "support/Files.h"
@@ -24,6 +25,7 @@ class SelfUpdaterTest : public QObject
     Q_OBJECT
 
     LocalHttpService service;
+    LocalHttpService tls{LocalHttpService::Scheme::Https};
     TestHost host;
     L10n l10n;
     const Keys keys = Keys::generate();
@@ -60,7 +62,7 @@ class SelfUpdaterTest : public QObject
 private slots:
     void initTestCase()
     {
-        QVERIFY(service.listen());
+        QVERIFY(service.listen() && tls.listen());
         QCoreApplication::setApplicationVersion("1.0.0");
         QVERIFY(signing::initialise());
         l10n.setLanguage(AppLanguage::En);
@@ -106,7 +108,8 @@ private slots:
     }
 
     // 1.1.0 is skipped: it is not offered automatically, but is when the
-    // user asks, when something newer comes or when it is critical.
+    // user asks, when something newer comes or when it is critical. Skipping
+    // an offer stores its version, unless it is critical: that is only put off.
     void skipRule_data()
     {
         QTest::addColumn<QString>("newest");
@@ -129,42 +132,62 @@ private slots:
         userInitiated ? checkAsUser() : QCoro::waitFor(updater->check(false));
         QCOMPARE(updater->state(), offered ? State::UpdateAvailable : State::Idle);
         QCOMPARE(updater->offeredDisplayVersion(), offered ? newest : QString());
-    }
-
-    // A critical update is put off, never skipped.
-    void criticalIsNotSkippable()
-    {
-        serveAppcast({hubRelease("1.2.0", true).item()});
-        QCoro::waitFor(updater->check(false));
         updater->skipThisVersion();
-        QVERIFY(updater->state() == State::Idle && updater->skippedVersion().isEmpty());
-        QCoro::waitFor(updater->check(false));
-        QCOMPARE(updater->state(), State::UpdateAvailable);
+        QCOMPARE(updater->state(), State::Idle);
+        QCOMPARE(updater->skippedVersion(), offered && !critical ? newest : "1.1.0");
     }
 
-    // Interval 300 ms; the stored last check was `lastCheckAgo` ms before
-    // now, or never.
-    void automaticSchedule_data()
+    // The first automatic check waits for what is left of the interval (an
+    // hour) since the stored last check; at once when there was none, when
+    // it is older than the interval or when it lies in the future (the clock
+    // was set back). Every later check waits the whole interval.
+    void firstAutomaticCheck_data()
     {
-        QTest::addColumn<QVariant>("lastCheckAgo");
-        QTest::addColumn<bool>("checksAtStart");
-        QTest::newRow("never checked") << QVariant() << true;
-        QTest::newRow("checked just now") << QVariant(0) << false;
-        QTest::newRow("last check in the future") << QVariant(-60 * 60 * 1000) << true;
+        QTest::addColumn<QVariant>("lastCheckAgo"); // minutes before now
+        QTest::addColumn<int>("firstWait");         // minutes; 0: a check at start
+        QTest::newRow("never checked") << QVariant() << 0;
+        QTest::newRow("checked 10 min ago") << QVariant(10) << 50;
+        QTest::newRow("checked just now") << QVariant(0) << 60;
+        QTest::newRow("checked 2 h ago") << QVariant(120) << 0;
+        QTest::newRow("last check in the future") << QVariant(-60) << 0;
     }
-    void automaticSchedule()
+    void firstAutomaticCheck()
     {
         QFETCH(QVariant, lastCheckAgo);
-        QFETCH(bool, checksAtStart);
+        QFETCH(int, firstWait);
         serveAppcast({hubRelease("1.0.0").item()});
         if (lastCheckAgo.isValid())
-            platform::hubSettings().setValue(SelfUpdater::LastCheckKey, host.clock.time.addMSecs(-lastCheckAgo.toInt()));
-        makeUpdater(300ms);
+            platform::hubSettings().setValue(SelfUpdater::LastCheckKey, host.clock.time.addSecs(-60 * lastCheckAgo.toInt()));
+        makeUpdater(1h);
+        host.sleeper.waits.clear();
         const int before = service.requestCount("/appcast.xml");
         updater->start();
-        QCOMPARE(updater->state() == State::Checking, checksAtStart);
-        QTRY_VERIFY_WITH_TIMEOUT(service.requestCount("/appcast.xml") - before >= (checksAtStart ? 3 : 2), 5000);
-        QCOMPARE(updater->lastCheck(), host.clock.time);
+        QCOMPARE(updater->state() == State::Checking, firstWait == 0);
+        QTRY_COMPARE(host.sleeper.waits.size(), 1);
+        QCOMPARE(host.sleeper.waits.first(), firstWait == 0 ? 60min : std::chrono::minutes(firstWait));
+        QCOMPARE(service.requestCount("/appcast.xml") - before, firstWait == 0 ? 1 : 0);
+        if (firstWait == 0)
+            QCOMPARE(updater->lastCheck(), host.clock.time);
+    }
+
+    // An appcast served over https may move, but never to plain http, not
+    // even on this machine.
+    void appcastRedirects_data()
+    {
+        QTest::addColumn<QByteArray>("target");
+        QTest::addColumn<bool>("fetched");
+        QTest::newRow("https to https") << tls.url("/moved.xml").toEncoded() << true;
+        QTest::newRow("https to http") << service.url("/appcast.xml").toEncoded() << false;
+    }
+    void appcastRedirects()
+    {
+        QFETCH(QByteArray, target);
+        tls.setRoute("/appcast.xml", Route{.redirectTo = target});
+        tls.setRoute("/moved.xml", Route{.body = selfupdatefixtures::document({hubRelease("1.1.0").item()})});
+        const int before = service.requestCount("/appcast.xml");
+        const auto result = QCoro::waitFor(selfupdate::fetchAppcast(host.network, tls.url("/appcast.xml"), host.limits.appcast));
+        QTEST(result.outcome.ok(), "fetched");
+        QCOMPARE(service.requestCount("/appcast.xml"), before); // the http side is never asked
     }
 
     // Whatever goes wrong, or when the user cancels part way, Downloads ends
@@ -176,16 +199,19 @@ private slots:
         QTest::addColumn<QString>("signature");
         QTest::addColumn<qint64>("length");
         QTest::addColumn<UpdateProblem>("problem");
+        QTest::addColumn<bool>("installerTakes"); // once verified
         const QString good = keys.sign(package);
         const qint64 size = package.size();
         QByteArray tampered = package;
         tampered[size / 2] = char(tampered[size / 2] ^ 0x01);
-        QTest::newRow("signed and whole") << Route{} << good << size << UpdateProblem::None;
-        QTest::newRow("signed by another key") << Route{} << Keys::generate().sign(package) << size << UpdateProblem::Signature;
-        QTest::newRow("one byte changed") << Route{.body = tampered} << good << size << UpdateProblem::Signature;
-        QTest::newRow("longer than the feed says") << Route{} << good << size - 1 << UpdateProblem::Length;
-        QTest::newRow("broken off") << Route{.truncateAfter = 5000} << good << size << UpdateProblem::Transfer;
-        QTest::newRow("cancelled part way") << Route{.chunkSize = 4096, .chunkInterval = 20ms} << good << size << UpdateProblem::None;
+        QTest::newRow("verified, an installer takes it") << Route{} << good << size << UpdateProblem::None << true;
+        QTest::newRow("verified, no installer") << Route{} << good << size << UpdateProblem::None << false;
+        QTest::newRow("signed by another key") << Route{} << Keys::generate().sign(package) << size << UpdateProblem::Signature << false;
+        QTest::newRow("one byte changed") << Route{.body = tampered} << good << size << UpdateProblem::Signature << false;
+        QTest::newRow("longer than the feed says") << Route{} << good << size - 1 << UpdateProblem::Length << false;
+        QTest::newRow("broken off") << Route{.truncateAfter = 5000} << good << size << UpdateProblem::Transfer << false;
+        QTest::newRow("cancelled part way") << Route{.chunkSize = 4096, .chunkInterval = 20ms} << good << size
+                                            << UpdateProblem::None << false;
     }
     void installOutcomes()
     {
@@ -217,6 +243,22 @@ private slots:
         QCOMPARE(testfiles::downloadsListing(), QStringList{"QuillmarshHub-1.1.0.deb"});
         QCOMPARE(testfiles::read(saved), verified ? package : QByteArray("previous download"));
         QCOMPARE(updater->downloadedFilePath(), verified ? saved : QString());
+        if (!verified)
+            return;
+
+        // The hub quits only once a software installer has taken the
+        // package; otherwise it stays, says what to do and shows the package.
+        QFETCH(bool, installerTakes);
+        host.packageInstaller.takes = installerTakes;
+        host.packageInstaller.offered.clear();
+        host.revealer.revealed.clear();
+        QSignalSpy quit(updater.get(), &SelfUpdater::quitRequested);
+        updater->quitAndInstall();
+        QTRY_COMPARE(host.packageInstaller.offered, QStringList{saved});
+        QCOMPARE(quit.count(), installerTakes ? 1 : 0);
+        QCOMPARE(updater->needsManualInstall(), !installerTakes);
+        QCOMPARE(host.revealer.revealed, installerTakes ? QStringList{} : QStringList{saved});
+        QCOMPARE(updater->state(), State::ReadyToInstall);
     }
 
     // A release marked informational is shown with its page, never fetched.
@@ -234,35 +276,6 @@ private slots:
         QTest::qWait(50);
         QCOMPARE(service.totalRequests(), before);
         QCOMPARE(updater->state(), State::UpdateAvailable);
-    }
-
-    // The hub quits only once a software installer has taken the verified
-    // package; otherwise it stays, says what to do and shows the package.
-    void handOver_data()
-    {
-        QTest::addColumn<bool>("taken");
-        QTest::newRow("an installer takes it") << true;
-        QTest::newRow("no installer") << false;
-    }
-    void handOver()
-    {
-        QFETCH(bool, taken);
-        Release release = hubRelease("1.1.0");
-        serveAppcast({release.item()});
-        service.setRoute("/releases/QuillmarshHub-1.1.0.deb", Route{.body = package});
-        checkAsUser();
-        updater->install();
-        QTRY_COMPARE(updater->state(), State::ReadyToInstall);
-        host.packageInstaller.takes = taken;
-        host.packageInstaller.offered.clear();
-        host.revealer.revealed.clear();
-        QSignalSpy quit(updater.get(), &SelfUpdater::quitRequested);
-        updater->quitAndInstall();
-        QTRY_COMPARE(host.packageInstaller.offered, QStringList{updater->downloadedFilePath()});
-        QCOMPARE(quit.count(), taken ? 1 : 0);
-        QCOMPARE(updater->needsManualInstall(), !taken);
-        QCOMPARE(host.revealer.revealed, taken ? QStringList{} : QStringList{updater->downloadedFilePath()});
-        QCOMPARE(updater->state(), State::ReadyToInstall);
     }
 };
 

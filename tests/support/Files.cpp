@@ -8,10 +8,10 @@
 
 namespace testfiles {
 
-QByteArray read(const QString &path, const QByteArray &whenMissing)
+QByteArray read(const QString &path)
 {
     QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : whenMissing;
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 bool write(const QString &path, const QByteArray &bytes)

@@ -4,13 +4,10 @@
 #include <QCoroTask>
 #include <QProcess>
 
-ProcessRun runProcess(const QString &program, const QStringList &arguments, const QProcessEnvironment &environment,
-                      const QString &workingDirectory)
+ProcessRun runProcess(const QString &program, const QStringList &arguments, const QProcessEnvironment &environment)
 {
     QProcess process;
     process.setProcessEnvironment(environment);
-    if (!workingDirectory.isEmpty())
-        process.setWorkingDirectory(workingDirectory);
     return QCoro::waitFor([&]() -> QCoro::Task<ProcessRun> {
         co_await qCoro(process).start(program, arguments);
         co_await qCoro(process).waitForFinished(30000);

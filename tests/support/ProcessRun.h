@@ -14,9 +14,7 @@ struct ProcessRun
 };
 
 // Runs `program` to its end (30 s at most) on the event loop.
-ProcessRun runProcess(const QString &program, const QStringList &arguments,
-                      const QProcessEnvironment &environment = QProcessEnvironment::systemEnvironment(),
-                      const QString &workingDirectory = {});
+ProcessRun runProcess(const QString &program, const QStringList &arguments, const QProcessEnvironment &environment);
 
 // The system environment for a hub process: no display, and no session
 // bus, so no file manager is bothered.

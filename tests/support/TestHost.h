@@ -14,7 +14,8 @@
 #include <QStringList>
 
 // Doubles for the host services that tests must not touch for real:
-// the file manager, the browser and the wall clock. Paths and property
+// the file manager, the browser, the wall clock and the package installer;
+// the sleeper sleeps for real but is watched. Paths and property
 // lists are real, inside the sandboxed HOME; the network is a fresh
 // manager that only ever talks to LocalHttpService.
 class FixedClock final : public platform::Clock
@@ -51,6 +52,21 @@ public:
     }
 };
 
+// Sleeps on the boot clock, and remembers every wait it was asked for.
+class RecordingSleeper final : public platform::Sleeper
+{
+public:
+    QList<std::chrono::milliseconds> waits;
+    QCoro::Task<> sleep(std::chrono::milliseconds duration, const QObject *owner) override
+    {
+        waits << duration;
+        return m_clock.sleep(duration, owner);
+    }
+
+private:
+    platform::BootClockSleeper m_clock;
+};
+
 class TestHost
 {
 public:
@@ -62,7 +78,7 @@ public:
     platform::Json5ModuleInfoReader moduleInfo;
     // Long enough for a loaded machine; a hanging plug-in costs this once.
     platform::ProcessPluginScanner pluginScanner{QStringLiteral(QUILLMARSH_HUB_PLUGIN_SCANNER), std::chrono::seconds(3)};
-    platform::BootClockSleeper sleeper;
+    RecordingSleeper sleeper;
     FixedClock clock;
     RecordingRevealer revealer;
     RecordingUrlOpener urlOpener;

@@ -22,7 +22,7 @@ class InstallerDownloadTest : public QObject
     TestHost host;
     std::unique_ptr<UpdateManager> manager;
 
-    installers::DownloadResult download(const QString &path)
+    platform::DownloadResult download(const QString &path)
     {
         return QCoro::waitFor(manager->download("p", service.url(path).toString(), true));
     }
@@ -42,14 +42,19 @@ private slots:
         host.revealer.revealed.clear();
     }
 
-    // The URL's last path component, decoded; `<id>.dmg` when that cannot
-    // name one file in Downloads; refused when the id cannot either.
+    // The URL's last path component, decoded, trailing slashes ignored as a
+    // file manager would; `<id>.dmg` when that cannot name one file in
+    // Downloads; refused when the id cannot either.
     void fileNames_data()
     {
         QTest::addColumn<QString>("url");
         QTest::addColumn<QString>("id");
         QTest::addColumn<QString>("expected"); // empty: refused
         QTest::newRow("query and fragment dropped") << "https://dl.example/P.dmg?x=1#y" << "p" << "P.dmg";
+        QTest::newRow("trailing slash") << "https://dl.example/files/" << "p" << "files";
+        QTest::newRow("trailing slashes") << "https://dl.example/a/files//" << "p" << "files";
+        QTest::newRow("path only a slash") << "https://dl.example/" << "p" << "p.dmg";
+        QTest::newRow("no path") << "https://dl.example" << "p" << "p.dmg";
         QTest::newRow("escapes decoded") << "https://dl.example/My%20Plug%E2%84%A2.pkg" << "p" << "My Plug™.pkg";
         QTest::newRow("dot dot") << "https://dl.example/a/%2E%2E" << "p" << "p.dmg";
         QTest::newRow("escaped slash") << "https://dl.example/a/..%2F..%2Fetc%2Fpasswd" << "p" << "p.dmg";
@@ -66,7 +71,7 @@ private slots:
     void savesRevealsAndReplaces_data()
     {
         QTest::addColumn<int>("status");
-        for (const int status : {200, 400, 404, 407, 418, 503})
+        for (const int status : {200, 404}) // every status reaching the body is the transfer's test
             QTest::addRow("%d", status) << status;
     }
     void savesRevealsAndReplaces()
@@ -83,18 +88,16 @@ private slots:
         QCOMPARE(testfiles::downloadsListing(), QStringList{"Product.dmg"});
     }
 
-    // A transfer that fails in any way leaves no temporary file, keeps the
-    // older file and reveals nothing.
+    // A transfer that fails after writing, is compressed although asked not
+    // to be, or passes the installer ceiling leaves no temporary file, keeps
+    // the older file and reveals nothing. (Every other way a transfer fails
+    // is the transfer's own test.)
     void failureLeavesNothingBehind_data()
     {
         QTest::addColumn<Route>("route");
         QTest::newRow("broken off") << Route{.body = QByteArray(4096, 'x'), .truncateAfter = 100};
-        QTest::newRow("corrupt gzip") << Route{.body = QByteArray("\x1f\x8b\x08\x00\x00\x00\x00\x00\x00\x03", 10) + QByteArray(500, 'z'),
-                                               .headers = {{"Content-Encoding", "gzip"}}};
         QTest::newRow("gzip of nothing") << Route{.body = QByteArray("\x1f\x8b", 2), .headers = {{"Content-Encoding", "gzip"}}};
         QTest::newRow("over the ceiling") << Route{.chunkSize = 4096, .generatedSize = qint64(1) << 40};
-        QTest::newRow("drip") << Route{.body = QByteArray(4096, 'x'), .chunkSize = 16, .chunkInterval = 20ms};
-        QTest::newRow("redirect to remote http") << Route{.redirectTo = "http://downloads.quillmarsh.example/Product.dmg"};
     }
     void failureLeavesNothingBehind()
     {
