@@ -1,5 +1,7 @@
 #include "InstallerDownload.h"
 
+#include "platform/Download.h"
+
 namespace installers {
 namespace {
 

@@ -1,16 +1,11 @@
 #pragma once
 
-#include "platform/Download.h"
-
 #include <QString>
 #include <QUrl>
 
 #include <optional>
 
 namespace installers {
-
-// An installer download reports what any download does.
-using DownloadResult = platform::DownloadResult;
 
 // The name an installer is saved under: the URL's last path component,
 // percent-decoded, trailing slashes ignored, or `<pluginId>.dmg` when that

@@ -1,5 +1,6 @@
 #include "UpdateManager.h"
 
+#include "InstallerDownload.h"
 #include "VersionComparison.h"
 #include "catalog/ProductCatalogManager.h"
 #include "platform/Clock.h"
@@ -197,14 +198,14 @@ void UpdateManager::downloadAndReveal(const QString &pluginId, const QString &do
     download(pluginId, downloadURL, true);
 }
 
-QCoro::Task<installers::DownloadResult> UpdateManager::download(QString pluginId, QString downloadURL, bool reveal)
+QCoro::Task<platform::DownloadResult> UpdateManager::download(QString pluginId, QString downloadURL, bool reveal)
 {
     if (m_downloadingIds.contains(pluginId))
         co_return {Outcome::failure(QStringLiteral("%1 is already downloading").arg(pluginId)), {}};
     QPointer self(this);
     setDownloading(pluginId, true);
 
-    installers::DownloadResult result;
+    platform::DownloadResult result;
     const QUrl url(downloadURL, QUrl::StrictMode);
     const auto name = installers::fileName(url, pluginId);
     if (!url.isValid() || url.isRelative()) {

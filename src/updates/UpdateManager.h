@@ -3,7 +3,7 @@
 #include "PluginVersionInfo.h"
 #include "UpdateStatus.h"
 #include "catalog/Product.h"
-#include "InstallerDownload.h"
+#include "platform/Download.h"
 #include "platform/Outcome.h"
 
 #include <QCoro/QCoroTask>
@@ -78,7 +78,7 @@ public:
     // At most one download per product; returns at once.
     Q_INVOKABLE void downloadAndReveal(const QString &pluginId, const QString &downloadURL);
     // The same download, awaitable, for the command line.
-    QCoro::Task<installers::DownloadResult> download(QString pluginId, QString downloadURL, bool reveal);
+    QCoro::Task<platform::DownloadResult> download(QString pluginId, QString downloadURL, bool reveal);
     // The hub row's Update button: triggerSparkleUpdate, when set.
     Q_INVOKABLE void startHubSelfUpdate();
 
