@@ -16,12 +16,6 @@ HubWindow {
     maximumHeight: height
     title: L10n.japanese ? "Quillmarsh Hub について" : "About Quillmarsh Hub"
 
-    function present() {
-        show()
-        raise()
-        requestActivate()
-    }
-
     ColumnLayout {
         anchors.centerIn: parent
         spacing: 8

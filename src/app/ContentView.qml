@@ -16,6 +16,8 @@ Rectangle {
     property real sidebarWidth: 180
     // 0 with the sidebar open, 1 closed; animated in between.
     property real sidebarCollapse: sidebarShown ? 0 : 1
+    // The window counts it with the menu bar, outside the content's size.
+    readonly property real toolBarHeight: toolBar.implicitHeight
     Behavior on sidebarCollapse { NumberAnimation { duration: 200; easing.type: Easing.InOutQuad } }
 
     function toggleSidebar() {
@@ -43,6 +45,7 @@ Rectangle {
         spacing: 0
 
         ToolBar {
+            id: toolBar
             objectName: "toolBar"
             Layout.fillWidth: true
             leftPadding: 8

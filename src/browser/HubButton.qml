@@ -2,13 +2,18 @@ import QtQuick
 import QtQuick.Controls
 import Quillmarsh.Hub
 
-// The filled accent button of rows and headers, in two sizes.
+// The filled accent button of rows and headers, in two sizes. While `busy`
+// a small spinner stands before the label. Given less room than its label
+// needs, the label shrinks a little and then elides.
 Button {
     id: control
 
     // "regular" or "small"; every use names one.
     property string size: "small"
     readonly property bool regular: size === "regular"
+    property bool busy: false
+    // The square the spinner sits in.
+    property real spinnerSize: 10
 
     // Keeps the look while disabled: only the clicks stop.
     opacity: 1
@@ -20,19 +25,50 @@ Button {
     rightPadding: leftPadding
     topPadding: regular ? 9 : 5
     bottomPadding: topPadding
+    spacing: 4
     font.pixelSize: regular ? 14 : 12
     font.weight: Font.DemiBold
 
     scale: down ? 0.97 : 1
     Behavior on scale { NumberAnimation { duration: 100; easing.type: Easing.InOutQuad } }
 
-    contentItem: Text {
-        text: control.text
-        font: control.font
-        color: "black"
-        horizontalAlignment: Text.AlignHCenter
-        verticalAlignment: Text.AlignVCenter
-        elide: Text.ElideRight
+    contentItem: Item {
+        implicitWidth: (control.busy ? control.spinnerSize + control.spacing : 0) + label.implicitWidth
+        implicitHeight: Math.max(label.implicitHeight, control.busy ? control.spinnerSize : 0)
+
+        Item {
+            id: spinnerFrame
+            visible: control.busy
+            width: control.spinnerSize
+            height: control.spinnerSize
+            anchors.verticalCenter: parent.verticalCenter
+            BusyIndicator {
+                objectName: "buttonSpinner"
+                anchors.centerIn: parent
+                // Drawn at 0.6 of its size, which fills the frame.
+                width: control.spinnerSize / 0.6
+                height: width
+                padding: 0
+                scale: 0.6
+                running: control.busy
+                palette.dark: "black"
+            }
+        }
+        Text {
+            id: label
+            objectName: "buttonLabel"
+            x: control.busy ? spinnerFrame.width + control.spacing : 0
+            width: parent.width - x
+            height: parent.height
+            text: control.text
+            font: control.font
+            color: "black"
+            horizontalAlignment: control.busy ? Text.AlignLeft : Text.AlignHCenter
+            verticalAlignment: Text.AlignVCenter
+            fontSizeMode: Text.HorizontalFit
+            minimumPixelSize: control.font.pixelSize - 2
+            elide: Text.ElideRight
+        }
     }
 
     background: Rectangle {

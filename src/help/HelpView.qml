@@ -38,20 +38,21 @@ Rectangle {
         }
     }
 
-    ScrollView {
+    Flickable {
         id: scroller
         objectName: "helpScroller"
         anchors.fill: parent
-        contentWidth: availableWidth
+        clip: true
+        boundsBehavior: Flickable.StopAtBounds
         contentHeight: content.implicitHeight + 48
-        ScrollBar.vertical.policy: ScrollBar.AsNeeded
+        ScrollBar.vertical: HubScrollBar {}
 
         ColumnLayout {
             id: content
             // The full width, less the 24-point margin on every side.
             x: 24
             y: 24
-            width: scroller.availableWidth - 48
+            width: scroller.width - 48
             spacing: 16
 
             Text {

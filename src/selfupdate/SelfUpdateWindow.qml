@@ -33,12 +33,6 @@ HubWindow {
         }
     }
 
-    function present() {
-        show()
-        raise()
-        requestActivate()
-    }
-
     function mb(bytes) {
         return (bytes / 1048576).toFixed(1) + " MB"
     }
