@@ -10,7 +10,8 @@ Rectangle {
 
     property string label
 
-    implicitWidth: labelText.implicitWidth + 10
+    // Whole pixels: the layout rounds, and a fraction short would elide.
+    implicitWidth: Math.ceil(labelText.implicitWidth) + 10
     implicitHeight: labelText.implicitHeight + 4
     radius: 3
     color: HubColors.surface

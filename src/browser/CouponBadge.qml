@@ -38,7 +38,7 @@ AbstractButton {
 
     // Narrower than its content, the label elides first, then the code.
     contentItem: Item {
-        implicitWidth: icon.width + labelText.implicitWidth + codeText.implicitWidth + 2 * gap
+        implicitWidth: Math.ceil(icon.width + labelText.implicitWidth + codeText.implicitWidth + 2 * gap)
         implicitHeight: Math.max(icon.height, labelText.implicitHeight, codeText.implicitHeight)
 
         readonly property real gap: 4

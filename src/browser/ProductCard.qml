@@ -33,7 +33,7 @@ Rectangle {
     signal tabbedPast(Item from, bool forward)
 
     // The coupon, then the button: the stops Tab visits, in reading order.
-    readonly property var tabStops: [coupon, action.item].filter(stop => stop && stop.visible && stop.enabled)
+    readonly property var tabStops: [coupon, actionSlot.item].filter(stop => stop && stop.visible && stop.enabled)
 
     function focusTabStop(forward) {
         const stops = tabStops
@@ -160,7 +160,7 @@ Rectangle {
                 installState: card.installState
             }
             Loader {
-                id: action
+                id: actionSlot
                 sourceComponent: card.updateAvailable ? updateButton
                                : card.installState === HubInstallState.Installed ? supportButton
                                : card.installState === HubInstallState.NotInstalled ? learnMoreButton
@@ -182,8 +182,8 @@ Rectangle {
             // The manager refuses a second download anyway; this just says so.
             enabled: !card.downloading
             onClicked: AppState.updateManager.downloadAndReveal(card.productId, card.downloadURL)
-            Keys.onTabPressed: card.tab(action.item, true)
-            Keys.onBacktabPressed: card.tab(action.item, false)
+            Keys.onTabPressed: card.tab(actionSlot.item, true)
+            Keys.onBacktabPressed: card.tab(actionSlot.item, false)
         }
     }
 
@@ -194,8 +194,8 @@ Rectangle {
             objectName: "actionButton"
             text: L10n.japanese ? "サポート" : "Support"
             onClicked: Links.openUrl(card.supportURL)
-            Keys.onTabPressed: card.tab(action.item, true)
-            Keys.onBacktabPressed: card.tab(action.item, false)
+            Keys.onTabPressed: card.tab(actionSlot.item, true)
+            Keys.onBacktabPressed: card.tab(actionSlot.item, false)
         }
     }
 
@@ -207,8 +207,8 @@ Rectangle {
             size: "small"
             text: L10n.japanese ? "詳細" : "Learn More"
             onClicked: Links.openUrl(card.productPageURL)
-            Keys.onTabPressed: card.tab(action.item, true)
-            Keys.onBacktabPressed: card.tab(action.item, false)
+            Keys.onTabPressed: card.tab(actionSlot.item, true)
+            Keys.onBacktabPressed: card.tab(actionSlot.item, false)
         }
     }
 }

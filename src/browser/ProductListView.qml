@@ -14,6 +14,11 @@ Rectangle {
 
     color: HubColors.background
 
+    // Focus coming back from the start of the window: the last card.
+    function focusLast() {
+        return list.enter(false)
+    }
+
     component SummaryItem: Item {
         id: summary
 

@@ -20,7 +20,7 @@ Rectangle {
     readonly property real verticalPadding: capsule ? 3 : 0
     readonly property real iconRoom: iconImage.visible ? iconImage.width + row.spacing : 0
 
-    implicitWidth: Math.min(maximumWidth, row.implicitWidth + 2 * horizontalPadding)
+    implicitWidth: Math.min(maximumWidth, Math.ceil(row.implicitWidth) + 2 * horizontalPadding)
     implicitHeight: row.implicitHeight + 2 * verticalPadding
     radius: height / 2
     color: capsule ? HubColors.withOpacity(tint, 0.15) : "transparent"

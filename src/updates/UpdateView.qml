@@ -13,6 +13,11 @@ Rectangle {
 
     color: HubColors.background
 
+    // Focus coming back from the start of the window: the last row.
+    function focusLast() {
+        return rows.enter(false)
+    }
+
     component Divider: Rectangle {
         Layout.fillWidth: true
         implicitHeight: 1
