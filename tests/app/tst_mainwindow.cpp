@@ -116,6 +116,20 @@ private slots:
         QTEST(QFontInfo(texts.first()->property("font").value<QFont>()).pixelSize(), "pixels");
     }
 
+    // Both tabs show their scroll bar while there is more than fits,
+    // before any scrolling.
+    void scrollBarsShowWithoutScrolling()
+    {
+        for (AppTab tab : {AppTab::Products, AppTab::Updates}) {
+            showTab(tab);
+            const QList<QQuickItem *> bars = visibleItems(child(main, "detail")->property("item").value<QObject *>(), "scrollBar");
+            // Reached through the list and through its attached property alike.
+            QCOMPARE(QSet<QQuickItem *>(bars.cbegin(), bars.cend()).size(), 1);
+            QVERIFY(bars[0]->property("size").toReal() < 1);
+            QVERIFY(bars[0]->property("contentItem").value<QQuickItem *>()->opacity() > 0);
+        }
+    }
+
     // At 700 by 500, in both languages: every part of a card or a table row
     // keeps some width and none covers another; the table's columns keep
     // their widths, with or without a download running.
