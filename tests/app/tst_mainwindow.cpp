@@ -310,6 +310,26 @@ private slots:
         QCOMPARE(cardOf(main->activeFocusItem())->property("productId").toString(), cardOrder[cardOrder.size() - 2]);
     }
 
+    // Cards scrolling under the pinned section header leave nothing behind:
+    // the picture after scrolling step by step is the one drawn afresh.
+    void scrollingLeavesNoTraces()
+    {
+        showTab(AppTab::Products);
+        QQuickItem *list = child(main, "productList");
+        for (int y = 0; y <= 250; y += 10) {
+            list->setProperty("contentY", y);
+            main->grabWindow();
+        }
+        const QRect area = sceneRect(list).toAlignedRect();
+        const QImage scrolled = main->grabWindow().copy(area);
+        const QSize size = main->size();
+        main->resize(size + QSize(1, 0)); // a new size draws everything anew
+        QTRY_COMPARE(main->contentItem()->width(), size.width() + 1.0);
+        main->resize(size);
+        QTRY_COMPARE(main->contentItem()->width(), qreal(size.width()));
+        QVERIFY(scrolled == main->grabWindow().copy(area));
+    }
+
     // Whatever the keyboard reaches has a name to announce, on both tabs.
     void everyStopHasAName()
     {
