@@ -37,6 +37,9 @@ FocusScope {
     }
 
     implicitHeight: columns.implicitHeight + 20 + divider.height
+    // What the fixed columns and the margins leave to the product.
+    readonly property real productWidth: width - 40 - UpdateTableRow.InstalledWidth - UpdateTableRow.LatestWidth
+                                         - UpdateTableRow.StatusWidth - UpdateTableRow.ActionWidth
 
     component Cell: Text {
         id: cell
@@ -71,8 +74,9 @@ FocusScope {
             Layout.minimumWidth: 0
             spacing: 8
             IconImage {
+                objectName: "productIcon"
                 // The name keeps the room when the column is narrow.
-                visible: row.icon.toString() !== "" && nameCell.parent.width >= 60
+                visible: row.icon.toString() !== "" && row.productWidth >= 60
                 source: row.icon
                 sourceSize: Qt.size(16, 16)
                 color: HubColors.accent

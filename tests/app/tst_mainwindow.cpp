@@ -67,7 +67,7 @@ private slots:
         QJsonArray products{crowded("a"), fixtures::product("b")};
         for (int i = 0; i < 24; ++i)
             products << fixtures::product(QString("c%1").arg(i, 2, 10, QChar('0')));
-        serve(products, {fixtures::version("a", "2.0", service.url("/files/a.deb").toString())});
+        serve(products, {fixtures::version("a", "2.0", service.url("/files/a.deb").toString()), fixtures::version("hub", "9.0")});
         service.setRoute("/files/a.deb", Route{.body = "installer", .delay = std::chrono::milliseconds(800)});
         harness = std::make_unique<QmlHarness>(service.baseUrl());
         main = qobject_cast<QQuickWindow *>(harness->createWindow("Main"));
@@ -130,26 +130,32 @@ private slots:
         }
     }
 
-    // At 700 by 500, in both languages: every part of a card or a table row
-    // keeps some width and none covers another; the table's columns keep
-    // their widths, with or without a download running.
-    void smallestSizeKeepsPartsApart_data()
+    // At 700 by 500 and at the first size, in both languages: every part of
+    // a card or a table row keeps some width and none covers another; the
+    // table's columns keep their widths, with or without a download running.
+    void partsStayApart_data()
     {
         QTest::addColumn<AppLanguage>("language");
+        QTest::addColumn<bool>("smallest");
         QTest::addColumn<bool>("downloading");
-        for (AppLanguage language : {AppLanguage::En, AppLanguage::Ja})
-            for (bool downloading : {false, true})
-                QTest::addRow("%s%s", language == AppLanguage::En ? "en" : "ja", downloading ? ", downloading" : "")
-                    << language << downloading;
+        for (AppLanguage language : {AppLanguage::En, AppLanguage::Ja}) {
+            const char *tag = language == AppLanguage::En ? "en" : "ja";
+            QTest::addRow("%s, smallest", tag) << language << true << false;
+            QTest::addRow("%s, smallest, downloading", tag) << language << true << true;
+            QTest::addRow("%s, first size", tag) << language << false << false;
+        }
     }
-    void smallestSizeKeepsPartsApart()
+    void partsStayApart()
     {
         QFETCH(AppLanguage, language);
+        QFETCH(bool, smallest);
         QFETCH(bool, downloading);
         harness->l10n.setLanguage(language);
         const QSize first = main->size();
-        main->resize(main->minimumSize());
-        QTRY_COMPARE(content()->size(), QSizeF(700, 500));
+        if (smallest) {
+            main->resize(main->minimumSize());
+            QTRY_COMPARE(content()->size(), QSizeF(700, 500));
+        }
         if (downloading) {
             harness->state.updateManager()->downloadAndReveal("a", service.url("/files/a.deb").toString());
             QVERIFY(harness->state.updateManager()->downloadingIds().contains("a"));
@@ -182,6 +188,7 @@ private slots:
             QCOMPARE(child(row, "installedVersion")->width(), 100.0);
             QCOMPARE(child(row, "latestVersion")->width(), 100.0);
             QVERIFY(child(row, "productName")->width() >= 20);
+            QVERIFY(!overlap(child(row, "productName"), child(row, "productIcon")) || !child(row, "productIcon")->isVisible());
             QQuickItem *status = child(row, "statusText");
             QQuickItem *button = child(row, "updateButton");
             QVERIFY2(!status->property("truncated").toBool(), qPrintable(status->property("text").toString()));
