@@ -79,7 +79,7 @@ Rectangle {
                     onClicked: root.toggleSidebar()
                     // Back from the start of the window: the tab's last stop,
                     // whichever of its rows the view created last.
-                    Keys.onBacktabPressed: event => event.accepted = detail.item.focusLast()
+                    Keys.onBacktabPressed: event => event.accepted = detail.item !== null && detail.item.focusLast()
                     Keys.onReturnPressed: clicked()
                     Keys.onEnterPressed: clicked()
 
