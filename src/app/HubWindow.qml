@@ -8,7 +8,7 @@ Window {
 
     // The window this one first opens over; later it opens where the user
     // left it. The main window, for all but a window of its own.
-    property Window placeOver: transientParent
+    property var placeOver: transientParent
     property bool placed: false
 
     color: HubColors.background

@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Controls
+import QtQuick.Layouts
 import Quillmarsh.Hub
 
 // The filled accent button of rows and headers, in two sizes. While `busy`
@@ -32,16 +33,13 @@ Button {
     scale: down ? 0.97 : 1
     Behavior on scale { NumberAnimation { duration: 100; easing.type: Easing.InOutQuad } }
 
-    contentItem: Item {
-        implicitWidth: (control.busy ? control.spinnerSize + control.spacing : 0) + label.implicitWidth
-        implicitHeight: Math.max(label.implicitHeight, control.busy ? control.spinnerSize : 0)
+    contentItem: RowLayout {
+        spacing: control.spacing
 
         Item {
-            id: spinnerFrame
             visible: control.busy
-            width: control.spinnerSize
-            height: control.spinnerSize
-            anchors.verticalCenter: parent.verticalCenter
+            Layout.preferredWidth: control.spinnerSize
+            Layout.preferredHeight: control.spinnerSize
             BusyIndicator {
                 objectName: "buttonSpinner"
                 anchors.centerIn: parent
@@ -55,11 +53,12 @@ Button {
             }
         }
         Text {
-            id: label
             objectName: "buttonLabel"
-            x: control.busy ? spinnerFrame.width + control.spacing : 0
-            width: parent.width - x
-            height: parent.height
+            Layout.fillWidth: true
+            Layout.fillHeight: true
+            // Whole pixels: the layout rounds, and a fraction short would
+            // elide a label that fits.
+            Layout.preferredWidth: Math.ceil(implicitWidth)
             text: control.text
             font: control.font
             color: "black"
