@@ -105,33 +105,11 @@ Rectangle {
                 color: HubColors.text
                 wrapMode: Text.Wrap
             }
-            AbstractButton {
-                id: supportLink
+            HubLink {
                 objectName: "supportLink"
                 text: Links.supportPageText
-                focusPolicy: Qt.StrongFocus
-                hoverEnabled: true
-                Accessible.role: Accessible.Link
-                Accessible.name: text
+                icon.source: "qrc:/Quillmarsh/Hub/icons/support-link.svg"
                 onClicked: Links.openSupportCenter()
-                Keys.onReturnPressed: clicked()
-                Keys.onEnterPressed: clicked()
-
-                contentItem: RowLayout {
-                    spacing: 6
-                    IconImage {
-                        source: "qrc:/Quillmarsh/Hub/icons/support-link.svg"
-                        sourceSize: Qt.size(14, 14)
-                        color: HubColors.accent
-                    }
-                    Text {
-                        text: supportLink.text
-                        font.pixelSize: 13
-                        font.underline: supportLink.hovered || supportLink.visualFocus
-                        color: supportLink.down ? HubColors.withOpacity(HubColors.accent, 0.7) : HubColors.accent
-                    }
-                }
-                HoverHandler { cursorShape: Qt.PointingHandCursor }
             }
             TextEdit {
                 objectName: "supportEmail"

@@ -97,26 +97,12 @@ QtObject {
                     }
                 }
             }
-            AbstractButton {
-                id: notesLink
+            HubLink {
                 objectName: "selfUpdateNotesLink"
                 visible: SelfUpdater.releaseNotesHtml === "" && SelfUpdater.releaseNotesLink.toString() !== ""
                 text: L10n.japanese ? "リリースノートを見る" : "View release notes"
-                focusPolicy: Qt.StrongFocus
-                hoverEnabled: true
-                Accessible.role: Accessible.Link
-                Accessible.name: text
-                contentItem: Text {
-                    text: notesLink.text
-                    font.pixelSize: 12
-                    font.underline: notesLink.hovered || notesLink.visualFocus
-                    color: HubColors.accent
-                }
-                background: null
-                HoverHandler { cursorShape: Qt.PointingHandCursor }
+                font.pixelSize: 12
                 onClicked: Links.openUrl(SelfUpdater.releaseNotesLink)
-                Keys.onReturnPressed: clicked()
-                Keys.onEnterPressed: clicked()
             }
             Item {
                 visible: !notesScroll.visible
