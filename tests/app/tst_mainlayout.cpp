@@ -24,7 +24,7 @@ private slots:
         QTRY_COMPARE(content()->size(), firstContent);
     }
 
-    // Rendered sizes are the described ones, in logical pixels.
+    // Texts are drawn at their sizes in logical pixels, whatever the screen.
     void textSizes_data()
     {
         QTest::addColumn<AppTab>("tab");

@@ -69,7 +69,7 @@ private slots:
             QVERIFY2(shown.contains(text), qPrintable(text));
     }
 
-    // Rendered sizes are the described ones, in logical pixels.
+    // Texts are drawn at their sizes in logical pixels, whatever the screen.
     void textSizes_data()
     {
         QTest::addColumn<QString>("name");

@@ -51,7 +51,7 @@ private slots:
         QVERIFY(showsJapanese());
     }
 
-    // Rendered sizes are the described ones, in logical pixels.
+    // Texts are drawn at their sizes in logical pixels, whatever the screen.
     void textSizes_data()
     {
         QTest::addColumn<QString>("name");
