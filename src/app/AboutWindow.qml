@@ -16,12 +16,6 @@ HubWindow {
     maximumHeight: height
     title: L10n.japanese ? "Quillmarsh Hub について" : "About Quillmarsh Hub"
 
-    function present() {
-        show()
-        raise()
-        requestActivate()
-    }
-
     ColumnLayout {
         anchors.centerIn: parent
         spacing: 8
@@ -48,25 +42,12 @@ HubWindow {
             font.pixelSize: 11
             color: HubColors.textSecondary
         }
-        AbstractButton {
-            id: siteLink
+        HubLink {
             objectName: "makerSiteLink"
             Layout.alignment: Qt.AlignHCenter
             text: Links.makerDomain
-            focusPolicy: Qt.StrongFocus
-            hoverEnabled: true
-            Accessible.role: Accessible.Link
-            Accessible.name: text
+            font.pixelSize: 11
             onClicked: Links.openMakerSite()
-            Keys.onReturnPressed: clicked()
-            Keys.onEnterPressed: clicked()
-            contentItem: Text {
-                text: siteLink.text
-                font.pixelSize: 11
-                font.underline: siteLink.hovered || siteLink.visualFocus
-                color: HubColors.accent
-            }
-            HoverHandler { cursorShape: Qt.PointingHandCursor }
         }
     }
 }

@@ -14,8 +14,13 @@ Rectangle {
     property bool sidebarShown: true
     // The width the sidebar comes back at; dragging the divider changes it.
     property real sidebarWidth: 180
+    // What the detail keeps while the sidebar can still narrow: the updates
+    // table's fixed columns and margins, and a few letters of each name.
+    readonly property real detailRoom: 540
     // 0 with the sidebar open, 1 closed; animated in between.
     property real sidebarCollapse: sidebarShown ? 0 : 1
+    // The window counts it with the menu bar, outside the content's size.
+    readonly property real toolBarHeight: toolBar.implicitHeight
     Behavior on sidebarCollapse { NumberAnimation { duration: 200; easing.type: Easing.InOutQuad } }
 
     function toggleSidebar() {
@@ -32,6 +37,7 @@ Rectangle {
         spacing: 0
 
         ToolBar {
+            id: toolBar
             objectName: "toolBar"
             Layout.fillWidth: true
             leftPadding: 8
@@ -60,6 +66,9 @@ Rectangle {
                     Accessible.role: Accessible.Button
                     Accessible.name: "Toggle Sidebar"
                     onClicked: root.toggleSidebar()
+                    // Back from the start of the window: the tab's last stop,
+                    // whichever of its rows the view created last.
+                    Keys.onBacktabPressed: event => event.accepted = detail.item !== null && detail.item.focusLast()
                     Keys.onReturnPressed: clicked()
                     Keys.onEnterPressed: clicked()
 
@@ -115,7 +124,8 @@ Rectangle {
                 // The bounds give way only while the sidebar slides in or out.
                 SplitView.minimumWidth: root.sidebarCollapse > 0 ? 0 : 160
                 SplitView.maximumWidth: 220
-                SplitView.preferredWidth: root.sidebarWidth * (1 - root.sidebarCollapse)
+                // In a narrow window it gives way first, down to its minimum.
+                SplitView.preferredWidth: Math.min(root.sidebarWidth, root.width - root.detailRoom) * (1 - root.sidebarCollapse)
             }
 
             Loader {

@@ -4,7 +4,9 @@ import QtQuick.Layouts
 import Quillmarsh.Hub
 
 // The window's menus: the application menu and Help. Texts switch with
-// the language at once; there is nothing to make a new window.
+// the language at once; there is nothing to make a new window. From the
+// keyboard, F10 opens the first menu and Alt with a menu's letter opens
+// that menu; the letter is underlined where the title has it.
 MenuBar {
     id: bar
     objectName: "menuBar"
@@ -14,8 +16,24 @@ MenuBar {
     signal helpRequested()
     signal quitRequested()
 
+    // Opens `menu` as a click on its title would, its first item current.
+    function openMenu(menu) {
+        for (let i = 0; i < count; ++i) {
+            const item = itemAt(i)
+            if (item.menu !== menu)
+                continue
+            if (!menu.opened)
+                item.triggered()
+            menu.currentIndex = 0
+            return
+        }
+    }
+
     component HubMenu: Menu {
         id: menu
+
+        // The letter that opens it with Alt, in both languages.
+        property string mnemonic
         // As wide as its widest item, so texts and shortcuts never collide.
         width: {
             let widest = 0
@@ -73,11 +91,18 @@ MenuBar {
         rightPadding: 10
         topPadding: 4
         bottomPadding: 4
+        Accessible.name: text
         contentItem: Text {
-            text: barItem.text
+            readonly property string letter: barItem.menu ? barItem.menu.mnemonic : ""
+            readonly property int at: letter === "" ? -1 : barItem.text.indexOf(letter)
+            // Underlines the letter; the text itself stays as it is.
+            text: at < 0 ? escaped(barItem.text)
+                         : escaped(barItem.text.slice(0, at)) + "<u>" + letter + "</u>" + escaped(barItem.text.slice(at + 1))
+            textFormat: Text.StyledText
             font: barItem.font
             color: HubColors.text
             verticalAlignment: Text.AlignVCenter
+            function escaped(plain) { return plain.replace(/&/g, "&amp;").replace(/</g, "&lt;") }
         }
         background: Rectangle {
             radius: 4
@@ -90,9 +115,24 @@ MenuBar {
         color: HubColors.surface
     }
 
+    Shortcut {
+        sequence: "F10"
+        onActivated: bar.openMenu(applicationMenu)
+    }
+    Shortcut {
+        sequence: "Alt+" + applicationMenu.mnemonic
+        onActivated: bar.openMenu(applicationMenu)
+    }
+    Shortcut {
+        sequence: "Alt+" + helpMenu.mnemonic
+        onActivated: bar.openMenu(helpMenu)
+    }
+
     HubMenu {
+        id: applicationMenu
         objectName: "applicationMenu"
         title: "Quillmarsh Hub"
+        mnemonic: "Q"
 
         HubMenuItem {
             objectName: "aboutItem"
@@ -122,8 +162,10 @@ MenuBar {
     }
 
     HubMenu {
+        id: helpMenu
         objectName: "helpMenu"
         title: L10n.japanese ? "ヘルプ" : "Help"
+        mnemonic: "H"
 
         HubMenuItem {
             objectName: "guideItem"

@@ -1,30 +1,32 @@
 import QtQuick
 import Quillmarsh.Hub
 
-// The hub's secondary windows (settings, help, about): the dark palette
-// whatever the desktop theme says.
+// The hub's secondary windows (settings, help, about, software update).
 Window {
-    color: HubColors.background
+    id: window
 
-    palette {
-        window: HubColors.background
-        windowText: HubColors.text
-        base: HubColors.surface
-        alternateBase: HubColors.surface
-        text: HubColors.text
-        button: HubColors.surface
-        buttonText: HubColors.text
-        brightText: HubColors.text
-        highlight: HubColors.accent
-        highlightedText: "black"
-        light: "#34343f"
-        midlight: "#2a2a33"
-        mid: "#2a2a33"
-        dark: HubColors.divider
-        shadow: "black"
-        link: HubColors.accent
-        toolTipBase: HubColors.surface
-        toolTipText: HubColors.text
-        placeholderText: HubColors.textSecondary
+    // The window this one first opens over; later it opens where the user
+    // left it. The main window, for all but a window of its own.
+    property var placeOver: transientParent
+    property bool placed: false
+
+    color: HubColors.background
+    palette: HubPalette {}
+
+    function present() {
+        if (!placed && placeOver) {
+            placed = true
+            x = Math.round(placeOver.x + (placeOver.width - width) / 2)
+            y = Math.round(placeOver.y + (placeOver.height - height) / 2)
+        }
+        show()
+        raise()
+        requestActivate()
+    }
+
+    // Escape closes it, as it would a dialog.
+    Shortcut {
+        sequence: StandardKey.Cancel
+        onActivated: window.close()
     }
 }

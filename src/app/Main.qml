@@ -6,35 +6,17 @@ import Quillmarsh.Hub
 ApplicationWindow {
     id: window
     objectName: "mainWindow"
+    // The content, below the menu bar and toolbar, is at least 700 by 500
+    // and first 900 by 600.
+    readonly property real chromeHeight: menuBar.implicitHeight + content.toolBarHeight
     width: 900
-    height: 600
+    height: 600 + chromeHeight
     minimumWidth: 700
-    minimumHeight: 500
+    minimumHeight: 500 + chromeHeight
     visible: true
     title: "Quillmarsh Hub"
     color: HubColors.background
-
-    palette {
-        window: HubColors.background
-        windowText: HubColors.text
-        base: HubColors.surface
-        alternateBase: HubColors.surface
-        text: HubColors.text
-        button: HubColors.surface
-        buttonText: HubColors.text
-        brightText: HubColors.text
-        highlight: HubColors.accent
-        highlightedText: "black"
-        light: "#34343f"
-        midlight: "#2a2a33"
-        mid: "#2a2a33"
-        dark: HubColors.divider
-        shadow: "black"
-        link: HubColors.accent
-        toolTipBase: HubColors.surface
-        toolTipText: HubColors.text
-        placeholderText: HubColors.textSecondary
-    }
+    palette: HubPalette {}
 
     // Made on first use and kept until the process ends: showing the
     // guide again brings back this same window.
@@ -43,9 +25,9 @@ ApplicationWindow {
     // Both return the window they bring forward.
     function openHelp() {
         if (!helpWindow) {
-            helpWindow = helpWindowComponent.createObject(window)
-            // Owned by this window, but shown as a window of its own rather
-            // than a dialog that rides on it.
+            // Owned by this window and first shown over it, but a window of
+            // its own rather than a dialog that rides on it.
+            helpWindow = helpWindowComponent.createObject(window, {placeOver: window})
             helpWindow.transientParent = null
         }
         helpWindow.present()
@@ -65,6 +47,7 @@ ApplicationWindow {
     }
 
     ContentView {
+        id: content
         anchors.fill: parent
     }
 

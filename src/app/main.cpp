@@ -36,7 +36,8 @@ int runWindow(int argc, char *argv[], const cli::Invocation &invocation)
         qputenv("QT_DISABLE_SHADER_DISK_CACHE", "1");
     QGuiApplication app(argc, argv);
     describeApplication();
-    QGuiApplication::setApplicationDisplayName(QStringLiteral("Quillmarsh Hub"));
+    // No application display name: the desktop would append it to every
+    // window title ("Quillmarsh Hub Guide — Quillmarsh Hub").
     // The desktop entry, icon and AppStream data share this id.
     QGuiApplication::setDesktopFileName(QStringLiteral("example.quillmarsh.Hub"));
     hubui::applyLook();

@@ -36,27 +36,40 @@ AbstractButton {
         delay: 500
     }
 
-    contentItem: Row {
-        spacing: 4
+    // Narrower than its content, the label elides first, then the code.
+    contentItem: Item {
+        implicitWidth: Math.ceil(icon.width + labelText.implicitWidth + codeText.implicitWidth + 2 * gap)
+        implicitHeight: Math.max(icon.height, labelText.implicitHeight, codeText.implicitHeight)
+
+        readonly property real gap: 4
+        readonly property real codeWidth: Math.min(codeText.implicitWidth, width - icon.width - 2 * gap)
 
         IconImage {
+            id: icon
             anchors.verticalCenter: parent.verticalCenter
             source: "qrc:/Quillmarsh/Hub/app/icons/coupon.svg"
             sourceSize { width: 11; height: 11 }
             color: "black"
         }
         Text {
+            id: labelText
             objectName: "couponLabel"
+            x: icon.width + parent.gap
+            width: Math.max(0, parent.width - x - parent.gap - parent.codeWidth)
             anchors.verticalCenter: parent.verticalCenter
             text: control.shownLabel
             font.pixelSize: 9
             font.weight: Font.Bold
             color: "black"
             maximumLineCount: 1
+            elide: Text.ElideRight
             textFormat: Text.PlainText
         }
         Text {
+            id: codeText
             objectName: "couponCode"
+            x: parent.width - width
+            width: Math.max(0, parent.codeWidth)
             anchors.verticalCenter: parent.verticalCenter
             text: control.code
             font.family: "monospace"
@@ -65,6 +78,7 @@ AbstractButton {
             color: "black"
             opacity: 0.85
             maximumLineCount: 1
+            elide: Text.ElideRight
             textFormat: Text.PlainText
         }
     }

@@ -1,14 +1,20 @@
 import QtQuick
 import QtQuick.Controls
+import QtQuick.Layouts
 import Quillmarsh.Hub
 
-// The filled accent button of rows and headers, in two sizes.
+// The filled accent button of rows and headers, in two sizes. While `busy`
+// a small spinner stands before the label. Given less room than its label
+// needs, the label shrinks a little and then elides.
 Button {
     id: control
 
     // "regular" or "small"; every use names one.
     property string size: "small"
     readonly property bool regular: size === "regular"
+    property bool busy: false
+    // The square the spinner sits in.
+    property real spinnerSize: 10
 
     // Keeps the look while disabled: only the clicks stop.
     opacity: 1
@@ -20,19 +26,48 @@ Button {
     rightPadding: leftPadding
     topPadding: regular ? 9 : 5
     bottomPadding: topPadding
+    spacing: 4
     font.pixelSize: regular ? 14 : 12
     font.weight: Font.DemiBold
 
     scale: down ? 0.97 : 1
     Behavior on scale { NumberAnimation { duration: 100; easing.type: Easing.InOutQuad } }
 
-    contentItem: Text {
-        text: control.text
-        font: control.font
-        color: "black"
-        horizontalAlignment: Text.AlignHCenter
-        verticalAlignment: Text.AlignVCenter
-        elide: Text.ElideRight
+    contentItem: RowLayout {
+        spacing: control.spacing
+
+        Item {
+            visible: control.busy
+            Layout.preferredWidth: control.spinnerSize
+            Layout.preferredHeight: control.spinnerSize
+            BusyIndicator {
+                objectName: "buttonSpinner"
+                anchors.centerIn: parent
+                // Drawn at 0.6 of its size, which fills the frame.
+                width: control.spinnerSize / 0.6
+                height: width
+                padding: 0
+                scale: 0.6
+                running: control.busy
+                palette.dark: "black"
+            }
+        }
+        Text {
+            objectName: "buttonLabel"
+            Layout.fillWidth: true
+            Layout.fillHeight: true
+            // Whole pixels: the layout rounds, and a fraction short would
+            // elide a label that fits.
+            Layout.preferredWidth: Math.ceil(implicitWidth)
+            text: control.text
+            font: control.font
+            color: "black"
+            horizontalAlignment: control.busy ? Text.AlignLeft : Text.AlignHCenter
+            verticalAlignment: Text.AlignVCenter
+            fontSizeMode: Text.HorizontalFit
+            minimumPixelSize: control.font.pixelSize - 2
+            elide: Text.ElideRight
+        }
     }
 
     background: Rectangle {

@@ -9,23 +9,48 @@ Rectangle {
     id: card
     objectName: "productCard"
 
-    // Straight from ProductListModel's roles.
-    required property string productId
-    required property string displayName
-    required property string initials
-    required property string badgeLabel
-    required property bool hasCoupon
-    required property string couponCode
-    required property string couponLabel
-    required property bool hasCouponLabel
-    required property url couponURL
-    required property url productPageURL
-    required property url supportURL
-    required property int installState
-    required property bool updateAvailable
-    required property string downloadURL
-    required property bool downloading
-    required property string versionLine
+    // The card's row of ProductListModel, handed over whole by the list.
+    // Each value below reads it; a value set directly wins.
+    property var model: ({})
+    property string productId: model.productId ?? ""
+    property string displayName: model.displayName ?? ""
+    property string initials: model.initials ?? ""
+    property string badgeLabel: model.badgeLabel ?? ""
+    property bool hasCoupon: model.hasCoupon ?? false
+    property string couponCode: model.couponCode ?? ""
+    property string couponLabel: model.couponLabel ?? ""
+    property bool hasCouponLabel: model.hasCouponLabel ?? false
+    property url couponURL: model.couponURL ?? ""
+    property url productPageURL: model.productPageURL ?? ""
+    property url supportURL: model.supportURL ?? ""
+    property int installState: model.installState ?? HubInstallState.NotInstalled
+    property bool updateAvailable: model.updateAvailable ?? false
+    property string downloadURL: model.downloadURL ?? ""
+    property bool downloading: model.downloading ?? false
+    property string versionLine: model.versionLine ?? ""
+
+    // Tab or Backtab left the card's last or first stop.
+    signal tabbedPast(Item from, bool forward)
+
+    // The coupon, then the button: the stops Tab visits, in reading order.
+    readonly property var tabStops: [coupon, actionSlot.item].filter(stop => stop && stop.visible && stop.enabled)
+
+    function focusTabStop(forward) {
+        const stops = tabStops
+        if (stops.length === 0)
+            return false
+        stops[forward ? 0 : stops.length - 1].forceActiveFocus(forward ? Qt.TabFocusReason : Qt.BacktabFocusReason)
+        return true
+    }
+
+    function tab(from, forward) {
+        const stops = tabStops
+        const next = stops.indexOf(from) + (forward ? 1 : -1)
+        if (next >= 0 && next < stops.length)
+            stops[next].forceActiveFocus(forward ? Qt.TabFocusReason : Qt.BacktabFocusReason)
+        else
+            tabbedPast(from, forward)
+    }
 
     implicitWidth: row.implicitWidth + 48
     implicitHeight: row.implicitHeight + 22
@@ -60,24 +85,29 @@ Rectangle {
             }
         }
 
-        // Takes the free width, so the state and button stay at the right.
+        // Takes the free width, so the state and button stay at the right;
+        // cut off rather than reach under them when even that is too little.
         ColumnLayout {
             Layout.fillWidth: true
             Layout.minimumWidth: 0
+            clip: true
             spacing: 4
 
             RowLayout {
                 Layout.fillWidth: true
                 spacing: 6
 
+                // Short of room, the name, the category and the coupon all
+                // give some up, each down to a few characters, so no badge
+                // ever covers another or the state beside them.
                 Text {
                     objectName: "productName"
-                    // Shrinks (elided) only when the row runs out of room.
                     // Whole pixels: the layout rounds, and a fraction short
                     // would elide a name that fits.
                     Layout.fillWidth: true
                     Layout.preferredWidth: Math.ceil(implicitWidth)
                     Layout.maximumWidth: Math.ceil(implicitWidth)
+                    Layout.minimumWidth: Math.min(Math.ceil(implicitWidth), 48)
                     text: card.displayName
                     textFormat: Text.PlainText
                     elide: Text.ElideRight
@@ -86,17 +116,26 @@ Rectangle {
                     color: HubColors.text
                 }
                 CategoryBadge {
+                    Layout.fillWidth: true
+                    Layout.maximumWidth: implicitWidth
+                    Layout.minimumWidth: Math.min(implicitWidth, 30)
                     label: card.badgeLabel
                 }
                 UpdateBadge {
                     visible: card.updateAvailable
                 }
                 CouponBadge {
+                    id: coupon
+                    Layout.fillWidth: true
+                    Layout.maximumWidth: implicitWidth
+                    Layout.minimumWidth: Math.min(implicitWidth, 36)
                     visible: card.hasCoupon
                     code: card.couponCode
                     label: card.couponLabel
                     hasLabel: card.hasCouponLabel
                     openURL: card.couponURL
+                    Keys.onTabPressed: card.tab(coupon, true)
+                    Keys.onBacktabPressed: card.tab(coupon, false)
                 }
                 Item {
                     Layout.fillWidth: true
@@ -121,7 +160,7 @@ Rectangle {
                 installState: card.installState
             }
             Loader {
-                id: action
+                id: actionSlot
                 sourceComponent: card.updateAvailable ? updateButton
                                : card.installState === HubInstallState.Installed ? supportButton
                                : card.installState === HubInstallState.NotInstalled ? learnMoreButton
@@ -136,41 +175,15 @@ Rectangle {
         id: updateButton
 
         HubButton {
-            id: update
             objectName: "actionButton"
             size: "small"
+            busy: card.downloading
             text: card.downloading ? "..." : (L10n.japanese ? "アップデート" : "Update")
             // The manager refuses a second download anyway; this just says so.
             enabled: !card.downloading
             onClicked: AppState.updateManager.downloadAndReveal(card.productId, card.downloadURL)
-
-            contentItem: Row {
-                spacing: 4
-
-                Item {
-                    visible: card.downloading
-                    width: 10
-                    height: 10
-                    anchors.verticalCenter: parent.verticalCenter
-
-                    BusyIndicator {
-                        objectName: "downloadSpinner"
-                        anchors.centerIn: parent
-                        width: 16
-                        height: 16
-                        padding: 0
-                        scale: 0.6
-                        running: card.downloading
-                        palette.dark: "black"
-                    }
-                }
-                Text {
-                    anchors.verticalCenter: parent.verticalCenter
-                    text: update.text
-                    font: update.font
-                    color: "black"
-                }
-            }
+            Keys.onTabPressed: card.tab(actionSlot.item, true)
+            Keys.onBacktabPressed: card.tab(actionSlot.item, false)
         }
     }
 
@@ -181,6 +194,8 @@ Rectangle {
             objectName: "actionButton"
             text: L10n.japanese ? "サポート" : "Support"
             onClicked: Links.openUrl(card.supportURL)
+            Keys.onTabPressed: card.tab(actionSlot.item, true)
+            Keys.onBacktabPressed: card.tab(actionSlot.item, false)
         }
     }
 
@@ -192,6 +207,8 @@ Rectangle {
             size: "small"
             text: L10n.japanese ? "詳細" : "Learn More"
             onClicked: Links.openUrl(card.productPageURL)
+            Keys.onTabPressed: card.tab(actionSlot.item, true)
+            Keys.onBacktabPressed: card.tab(actionSlot.item, false)
         }
     }
 }

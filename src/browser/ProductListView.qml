@@ -14,6 +14,11 @@ Rectangle {
 
     color: HubColors.background
 
+    // Focus coming back from the start of the window: the last card.
+    function focusLast() {
+        return list.enter(false)
+    }
+
     component SummaryItem: Item {
         id: summary
 
@@ -107,6 +112,8 @@ Rectangle {
 
                 // Never disabled: each click starts its own fetch and state refresh.
                 onClicked: AppState.refreshCatalogAndStates()
+                // On into the cards in their order, whatever was created first.
+                Keys.onTabPressed: event => event.accepted = list.enter(true)
                 Keys.onReturnPressed: clicked()
                 Keys.onEnterPressed: clicked()
             }
@@ -184,19 +191,15 @@ Rectangle {
                 }
             }
 
-            ListView {
+            HubListView {
                 id: list
                 objectName: "productList"
                 anchors.fill: parent
                 visible: !root.showsPlaceholder
-                clip: true
                 model: ProductListModel
                 // About five cards above and below the visible ones.
                 cacheBuffer: 300
                 bottomMargin: 16
-                boundsBehavior: Flickable.StopAtBounds
-                // No current row to keep alive: only what is on screen exists.
-                currentIndex: -1
 
                 // The key is the category, so two sections with the same
                 // title stay apart.
@@ -209,70 +212,48 @@ Rectangle {
                     width: ListView.view.width
                     title: ProductListModel.sectionTitle(section)
                 }
+                pinnedHeight: pinnedHeaderProbe.implicitHeight
 
-                delegate: Column {
+                delegate: FocusScope {
                     id: entry
 
-                    required property string productId
-                    required property string displayName
-                    required property string initials
-                    required property string badgeLabel
-                    required property bool isLastInSection
-                    required property bool hasCoupon
-                    required property string couponCode
-                    required property string couponLabel
-                    required property bool hasCouponLabel
-                    required property url couponURL
-                    required property url productPageURL
-                    required property url supportURL
-                    required property int installState
-                    required property bool updateAvailable
-                    required property string downloadURL
-                    required property bool downloading
-                    required property string versionLine
+                    required property var model
+                    required property int index
 
                     width: ListView.view.width
+                    implicitHeight: cardAndDivider.implicitHeight
+                    onActiveFocusChanged: if (activeFocus) list.reveal(index)
 
-                    ProductCard {
+                    function focusTabStop(forward) {
+                        return card.focusTabStop(forward)
+                    }
+
+                    Column {
+                        id: cardAndDivider
                         width: parent.width
-                        productId: entry.productId
-                        displayName: entry.displayName
-                        initials: entry.initials
-                        badgeLabel: entry.badgeLabel
-                        hasCoupon: entry.hasCoupon
-                        couponCode: entry.couponCode
-                        couponLabel: entry.couponLabel
-                        hasCouponLabel: entry.hasCouponLabel
-                        couponURL: entry.couponURL
-                        productPageURL: entry.productPageURL
-                        supportURL: entry.supportURL
-                        installState: entry.installState
-                        updateAvailable: entry.updateAvailable
-                        downloadURL: entry.downloadURL
-                        downloading: entry.downloading
-                        versionLine: entry.versionLine
-                    }
-                    // Between the cards of a section, never after its last one.
-                    Rectangle {
-                        objectName: "cardDivider"
-                        visible: !entry.isLastInSection
-                        x: 24
-                        width: parent.width - 48
-                        height: 1
-                        color: HubColors.divider
-                    }
-                }
 
-                ScrollBar.vertical: ScrollBar {
-                    id: scrollBar
-                    objectName: "productScrollBar"
-                    policy: list.contentHeight > list.height ? ScrollBar.AlwaysOn : ScrollBar.AsNeeded
-                    contentItem: Rectangle {
-                        implicitWidth: 6
-                        radius: 3
-                        color: HubColors.withOpacity(HubColors.textSecondary, scrollBar.pressed ? 0.8 : 0.5)
+                        ProductCard {
+                            id: card
+                            width: parent.width
+                            model: entry.model
+                            onTabbedPast: (from, forward) => list.tabFrom(entry.index, from, forward)
+                        }
+                        // Between the cards of a section, never after its last one.
+                        Rectangle {
+                            objectName: "cardDivider"
+                            visible: !entry.model.isLastInSection
+                            x: 24
+                            width: parent.width - 48
+                            height: 1
+                            color: HubColors.divider
+                        }
                     }
                 }
+            }
+            // Measures the pinned header, which covers the top of the list.
+            SectionHeader {
+                id: pinnedHeaderProbe
+                visible: false
             }
         }
     }

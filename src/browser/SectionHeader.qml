@@ -11,7 +11,10 @@ Rectangle {
     property string title
 
     implicitHeight: titleText.implicitHeight + 16
-    color: HubColors.background
+    // A hair short of opaque: Qt Quick's software renderer (no GPU) skips
+    // redrawing what an opaque item covers, and cards scrolling under the
+    // pinned header left traces of themselves over the incoming one.
+    color: HubColors.withOpacity(HubColors.background, 0.996)
 
     Accessible.role: Accessible.Heading
     Accessible.name: title

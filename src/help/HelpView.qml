@@ -38,20 +38,21 @@ Rectangle {
         }
     }
 
-    ScrollView {
+    Flickable {
         id: scroller
         objectName: "helpScroller"
         anchors.fill: parent
-        contentWidth: availableWidth
+        clip: true
+        boundsBehavior: Flickable.StopAtBounds
         contentHeight: content.implicitHeight + 48
-        ScrollBar.vertical.policy: ScrollBar.AsNeeded
+        ScrollBar.vertical: HubScrollBar {}
 
         ColumnLayout {
             id: content
             // The full width, less the 24-point margin on every side.
             x: 24
             y: 24
-            width: scroller.availableWidth - 48
+            width: scroller.width - 48
             spacing: 16
 
             Text {
@@ -104,33 +105,11 @@ Rectangle {
                 color: HubColors.text
                 wrapMode: Text.Wrap
             }
-            AbstractButton {
-                id: supportLink
+            HubLink {
                 objectName: "supportLink"
                 text: Links.supportPageText
-                focusPolicy: Qt.StrongFocus
-                hoverEnabled: true
-                Accessible.role: Accessible.Link
-                Accessible.name: text
+                icon.source: "qrc:/Quillmarsh/Hub/app/icons/support-link.svg"
                 onClicked: Links.openSupportCenter()
-                Keys.onReturnPressed: clicked()
-                Keys.onEnterPressed: clicked()
-
-                contentItem: RowLayout {
-                    spacing: 6
-                    IconImage {
-                        source: "qrc:/Quillmarsh/Hub/app/icons/support-link.svg"
-                        sourceSize { width: 14; height: 14 }
-                        color: HubColors.accent
-                    }
-                    Text {
-                        text: supportLink.text
-                        font.pixelSize: 13
-                        font.underline: supportLink.hovered || supportLink.visualFocus
-                        color: supportLink.down ? HubColors.withOpacity(HubColors.accent, 0.7) : HubColors.accent
-                    }
-                }
-                HoverHandler { cursorShape: Qt.PointingHandCursor }
             }
             TextEdit {
                 objectName: "supportEmail"

@@ -17,16 +17,6 @@ HubWindow {
         anchors.fill: parent
     }
 
-    function present() {
-        show()
-        raise()
-        requestActivate()
-    }
-
-    Component.onCompleted: {
-        // The title keeps the language of the moment the window was made.
-        title = L10n.japanese ? "Quillmarsh Hub ガイド" : "Quillmarsh Hub Guide"
-        x = Screen.virtualX + (Screen.width - width) / 2
-        y = Screen.virtualY + (Screen.height - height) / 2
-    }
+    // The title keeps the language of the moment the window was made.
+    Component.onCompleted: title = L10n.japanese ? "Quillmarsh Hub ガイド" : "Quillmarsh Hub Guide"
 }

@@ -17,10 +17,4 @@ HubWindow {
     SettingsView {
         anchors.fill: parent
     }
-
-    function present() {
-        show()
-        raise()
-        requestActivate()
-    }
 }

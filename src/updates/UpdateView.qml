@@ -13,6 +13,11 @@ Rectangle {
 
     color: HubColors.background
 
+    // Focus coming back from the start of the window: the last row.
+    function focusLast() {
+        return rows.enter(false)
+    }
+
     component Divider: Rectangle {
         Layout.fillWidth: true
         implicitHeight: 1
@@ -20,6 +25,7 @@ Rectangle {
     }
 
     component ColumnTitle: Text {
+        Layout.minimumWidth: Layout.fillWidth ? 0 : Layout.preferredWidth
         font.pixelSize: 11
         font.weight: Font.Medium
         color: HubColors.textSecondary
@@ -72,6 +78,8 @@ Rectangle {
                 text: L10n.japanese ? "アップデートを確認" : "Check for Updates"
                 enabled: !root.manager.isChecking
                 onClicked: root.manager.check()
+                // On into the table in its order, whatever was created first.
+                Keys.onTabPressed: event => event.accepted = rows.enter(true)
             }
         }
 
@@ -93,56 +101,32 @@ Rectangle {
                 spacing: 0
 
                 ColumnTitle { Layout.fillWidth: true; text: L10n.japanese ? "製品" : "Product" }
-                ColumnTitle { Layout.preferredWidth: 100; text: L10n.japanese ? "インストール済" : "Installed" }
-                ColumnTitle { Layout.preferredWidth: 100; text: L10n.japanese ? "最新" : "Latest" }
-                ColumnTitle { Layout.preferredWidth: 160; text: L10n.japanese ? "ステータス" : "Status" }
-                Item { Layout.preferredWidth: 90 }
+                ColumnTitle { Layout.preferredWidth: UpdateTableRow.InstalledWidth; text: L10n.japanese ? "インストール済" : "Installed" }
+                ColumnTitle { Layout.preferredWidth: UpdateTableRow.LatestWidth; text: L10n.japanese ? "最新" : "Latest" }
+                ColumnTitle { Layout.preferredWidth: UpdateTableRow.StatusWidth; text: L10n.japanese ? "ステータス" : "Status" }
+                Item { Layout.preferredWidth: UpdateTableRow.ActionWidth }
             }
         }
 
         Divider {}
 
-        ListView {
+        HubListView {
             id: rows
             objectName: "updateRows"
             Layout.fillWidth: true
             Layout.fillHeight: true
-            clip: true
-            boundsBehavior: Flickable.StopAtBounds
             model: UpdateRowsModel
-            ScrollBar.vertical: ScrollBar { policy: ScrollBar.AsNeeded }
 
-            header: Column {
+            header: HubSelfUpdateRow {
                 width: ListView.view.width
-                HubSelfUpdateRow { width: parent.width }
-                Rectangle {
-                    x: 20
-                    width: parent.width - 40
-                    height: 1
-                    color: HubColors.divider
-                }
+                onActiveFocusChanged: if (activeFocus) rows.reveal(-1)
+                onTabbedPast: (from, forward) => rows.tabFrom(-1, from, forward)
             }
-
-            delegate: Column {
-                id: entry
-                required property var model
+            delegate: UpdateRow {
+                required property int index
                 width: ListView.view.width
-                UpdateRow {
-                    width: parent.width
-                    productId: entry.model.productId
-                    displayName: entry.model.displayName
-                    installedLabel: entry.model.installedLabel
-                    latestLabel: entry.model.latestLabel
-                    status: entry.model.status
-                    downloadURL: entry.model.downloadURL
-                    downloading: entry.model.downloading
-                }
-                Rectangle {
-                    x: 20
-                    width: parent.width - 40
-                    height: 1
-                    color: HubColors.divider
-                }
+                onActiveFocusChanged: if (activeFocus) rows.reveal(index)
+                onTabbedPast: (from, forward) => rows.tabFrom(index, from, forward)
             }
         }
 

@@ -1,4 +1,4 @@
-#include "support/ViewFixture.h"
+#include "app/MainWindowFixture.h"
 
 #include <QCoroTask>
 
@@ -6,33 +6,151 @@ using namespace quick;
 
 namespace {
 
-QJsonObject installed(const QString &id)
+// The product card an item belongs to, if any.
+QQuickItem *cardOf(QQuickItem *item)
 {
-    return fixtures::product(id, QmlHarness::installBundles(id, {{"VST3", "1.0"}}));
+    while (item && item->objectName() != "productCard")
+        item = item->parentItem();
+    return item;
 }
+
+QString idOf(QQuickItem *card) { return card ? card->property("productId").toString() : QString(); }
 
 } // namespace
 
-// The main window as a whole: menus, sidebar and the catalogue watch,
-// against a real AppState talking to a local service.
-class MainWindowTest : public ViewFixture
+// The main window as a whole: menus and the keyboard, the windows it opens,
+// the sidebar and the catalogue watch, against a real AppState talking to a
+// local service.
+class MainWindowTest : public MainWindowFixture
 {
     Q_OBJECT
 
-    QQuickWindow *main = nullptr;
-
 private slots:
-    void initTestCase()
+    void initTestCase() { QVERIFY(open()); }
+
+    // F10 opens the first menu and Alt with a title's letter its menu, in
+    // both languages, with the keyboard in the menu.
+    void menusFromTheKeyboard_data()
     {
-        // The window binds the catalogue itself, so no start().
-        QVERIFY(service.listen());
-        serve({installed("a"), fixtures::product("b")}, {fixtures::version("a", "2.0")});
-        harness = std::make_unique<QmlHarness>(service.baseUrl());
-        main = harness->openMainWindow();
-        QVERIFY(main);
-        QVERIFY(QTest::qWaitForWindowExposed(main));
-        QTRY_VERIFY(harness->state.catalog()->revision() >= 1 && !harness->state.catalog()->isLoading());
-        QTRY_VERIFY(harness->state.updateManager()->hasLastChecked());
+        QTest::addColumn<AppLanguage>("language");
+        QTest::addColumn<QKeySequence>("keys");
+        QTest::addColumn<QString>("menu");
+        QTest::newRow("F10") << AppLanguage::En << QKeySequence("F10") << "applicationMenu";
+        QTest::newRow("Alt+Q") << AppLanguage::En << QKeySequence("Alt+Q") << "applicationMenu";
+        QTest::newRow("Alt+H") << AppLanguage::En << QKeySequence("Alt+H") << "helpMenu";
+        QTest::newRow("Alt+H, ja") << AppLanguage::Ja << QKeySequence("Alt+H") << "helpMenu";
+    }
+    void menusFromTheKeyboard()
+    {
+        QFETCH(AppLanguage, language);
+        QFETCH(QKeySequence, keys);
+        QFETCH(QString, menu);
+        harness->l10n.setLanguage(language);
+        QVERIFY(QTest::qWaitForWindowActive(main));
+        QObject *opened = QmlHarness::find(main, menu);
+        QTest::keySequence(main, keys);
+        QTRY_VERIFY(opened->property("opened").toBool());
+        QVERIFY(opened->property("activeFocus").toBool());
+        QCOMPARE(opened->property("currentIndex").toInt(), 0);
+        QTest::keyClick(main, Qt::Key_Escape);
+        QTRY_VERIFY(!opened->property("visible").toBool());
+        harness->l10n.setLanguage(AppLanguage::En);
+    }
+
+    // Each secondary window: its exact title, in front of the main window
+    // and centred over it the first time, and closed by Escape.
+    void secondaryWindows_data()
+    {
+        QTest::addColumn<QString>("menu"); // empty: it opens by itself
+        QTest::addColumn<QString>("entry");
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QStringList>("titles"); // English, Japanese
+        QTest::addColumn<bool>("transient");
+        QTest::newRow("settings") << "applicationMenu" << "settingsItem" << "settingsWindow" << QStringList{"Settings", "設定"} << true;
+        QTest::newRow("about") << "applicationMenu" << "aboutItem" << "aboutWindow"
+                               << QStringList{"About Quillmarsh Hub", "Quillmarsh Hub について"} << true;
+        // A window of its own, titled once in the language of the moment.
+        QTest::newRow("guide") << "helpMenu" << "guideItem" << "helpWindow"
+                               << QStringList{"Quillmarsh Hub Guide", "Quillmarsh Hub Guide"} << false;
+        QTest::newRow("software update") << "" << "" << "selfUpdateWindow"
+                                         << QStringList{"Software Update", "ソフトウェア・アップデート"} << true;
+    }
+    void secondaryWindows()
+    {
+        QFETCH(QString, menu);
+        QFETCH(QString, entry);
+        QFETCH(QString, name);
+        QFETCH(QStringList, titles);
+        QFETCH(bool, transient);
+        harness->l10n.setLanguage(AppLanguage::En);
+        if (menu.isEmpty())
+            QVERIFY(QMetaObject::invokeMethod(QmlHarness::find(main, name), "present"));
+        else
+            QVERIFY(choose(main, menu, entry));
+        auto *window = qobject_cast<QQuickWindow *>(QmlHarness::find(main, name));
+        QVERIFY(window && window->isVisible());
+        QCOMPARE(window->title(), titles[0]);
+        harness->l10n.setLanguage(AppLanguage::Ja);
+        QCOMPARE(window->title(), titles[1]);
+        harness->l10n.setLanguage(AppLanguage::En);
+        QCOMPARE(window->transientParent() == main, transient);
+        const QPoint offset = window->geometry().center() - main->geometry().center();
+        QVERIFY2(offset.manhattanLength() <= 2, qPrintable(QDebug::toString(offset)));
+        QVERIFY(QTest::qWaitForWindowActive(window));
+        QTest::keyClick(window, Qt::Key_Escape);
+        QTRY_VERIFY(!window->isVisible());
+    }
+
+    // Tab goes through the cards top to bottom however the list created
+    // them, scrolling each into view below the pinned header, then leaves
+    // the list; Backtab goes back.
+    void tabFollowsTheCards()
+    {
+        showTab(AppTab::Products);
+        QQuickItem *list = child(main, "productList");
+        // Cards that stay cached come before those made on the way back.
+        QVERIFY(QMetaObject::invokeMethod(list, "positionViewAtIndex", Q_ARG(int, 8), Q_ARG(int, 1 /* ListView.Center */)));
+        QCoreApplication::processEvents();
+        QVERIFY(QMetaObject::invokeMethod(list, "positionViewAtBeginning"));
+        QCoreApplication::processEvents();
+
+        child(main, "refreshButton")->forceActiveFocus(Qt::TabFocusReason);
+        QRectF shown = sceneRect(list);
+        shown.setTop(shown.top() + list->property("pinnedHeight").toReal());
+        QStringList visited;
+        for (int press = 0; press <= cardOrder.size() + 1; ++press) {
+            QTest::keyClick(main, Qt::Key_Tab);
+            QQuickItem *focus = main->activeFocusItem();
+            QQuickItem *card = cardOf(focus);
+            if (!card)
+                break;
+            QVERIFY2(shown.contains(sceneRect(focus)), qPrintable(idOf(card)));
+            if (visited.isEmpty() || visited.last() != idOf(card))
+                visited << idOf(card);
+        }
+        QCOMPARE(visited, cardOrder);
+        QVERIFY(!cardOf(main->activeFocusItem()));
+
+        // Back from the start of the window, on to the last card.
+        child(main, "sidebarToggle")->forceActiveFocus(Qt::TabFocusReason);
+        QTest::keyClick(main, Qt::Key_Backtab);
+        QCOMPARE(idOf(cardOf(main->activeFocusItem())), cardOrder.last());
+        QTest::keyClick(main, Qt::Key_Backtab);
+        QCOMPARE(idOf(cardOf(main->activeFocusItem())), cardOrder[cardOrder.size() - 2]);
+    }
+
+    // Whatever the keyboard reaches has a name to announce, on both tabs.
+    void everyStopHasAName()
+    {
+        for (AppTab tab : {AppTab::Products, AppTab::Updates}) {
+            showTab(tab);
+            QQuickItem *first = main->contentItem()->nextItemInFocusChain(true);
+            QQuickItem *item = first;
+            do {
+                QVERIFY2(!accessibleName(item).isEmpty(), qPrintable(item->objectName() + " " + item->metaObject()->className()));
+                item = item->nextItemInFocusChain(true);
+            } while (item && item != first);
+        }
     }
 
     // Tabs and menus switch at once; the window title and tooltip stay.

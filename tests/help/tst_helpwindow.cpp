@@ -1,6 +1,7 @@
 #include "support/QmlHarness.h"
 #include "support/QuickItems.h"
 
+#include <QFontInfo>
 #include <QtTest>
 
 using namespace quick;
@@ -66,6 +67,41 @@ private slots:
         const QStringList shown = QmlHarness::visibleTexts(helpWindows().first()->contentItem());
         for (const QString &text : texts)
             QVERIFY2(shown.contains(text), qPrintable(text));
+    }
+
+    // Texts are drawn at their sizes in logical pixels, whatever the screen.
+    void textSizes_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<int>("pixels");
+        QTest::newRow("heading") << "helpHeading" << 17;
+        QTest::newRow("section title") << "sectionTitle" << 14;
+        QTest::newRow("section text") << "sectionBody" << 13;
+        QTest::newRow("support heading") << "supportHeading" << 13;
+    }
+    void textSizes()
+    {
+        QFETCH(QString, name);
+        QVERIFY(!helpWindows().isEmpty());
+        QQuickItem *text = child(helpWindows().first(), name);
+        QVERIFY(text);
+        QTEST(QFontInfo(text->property("font").value<QFont>()).pixelSize(), "pixels");
+    }
+
+    // The scroll bar shows whenever the text is taller than the window,
+    // before any scrolling, and not when it all fits.
+    void scrollBarWhileTextOverflows()
+    {
+        QQuickWindow *help = helpWindows().first();
+        QQuickItem *bar = child(help, "scrollBar");
+        QVERIFY(bar);
+        const QSize size = help->size();
+        for (int height : {200, 540}) {
+            help->resize(size.width(), height);
+            const bool overflows = height < child(help, "helpScroller")->property("contentHeight").toReal();
+            QTRY_COMPARE(bar->isVisible() && bar->property("contentItem").value<QQuickItem *>()->opacity() > 0, overflows);
+        }
+        help->resize(size);
     }
 };
 

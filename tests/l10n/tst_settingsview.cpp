@@ -1,6 +1,7 @@
 #include "platform/Settings.h"
 #include "support/QmlHarness.h"
 #include "support/QuickItems.h"
+#include <QFontInfo>
 #include <QtTest>
 
 using namespace quick;
@@ -48,6 +49,20 @@ private slots:
         QTest::keyClick(view->window(), Qt::Key_Space);
         QCOMPARE(harness->l10n.language(), AppLanguage::Ja);
         QVERIFY(showsJapanese());
+    }
+
+    // Texts are drawn at their sizes in logical pixels, whatever the screen.
+    void textSizes_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<int>("pixels");
+        QTest::newRow("label") << "languageLabel" << 13;
+        QTest::newRow("option") << "japaneseOption" << 13;
+    }
+    void textSizes()
+    {
+        QFETCH(QString, name);
+        QTEST(QFontInfo(child(view, name)->property("font").value<QFont>()).pixelSize(), "pixels");
     }
 };
 

@@ -190,6 +190,17 @@ private slots:
         expectClosed();
     }
 
+    // Escape answers an offer as closing the window does: not now.
+    void escapePutsTheOfferOff()
+    {
+        checkAsUser();
+        QCOMPARE(updater().state(), SelfUpdater::UpdateAvailable);
+        QVERIFY(QTest::qWaitForWindowActive(dialog));
+        QTest::keyClick(dialog, Qt::Key_Escape);
+        expectClosed();
+        QCOMPARE(updater().skippedVersion(), QString());
+    }
+
     // Closing the window during a download stops it.
     void closingCancelsDownload()
     {

@@ -124,7 +124,7 @@ private slots:
 
         click(row("updateButton"));
         QTRY_COMPARE(row("updateButton")->property("text").toString(), "Downloading");
-        QVERIFY(row("downloadProgress")->isVisible());
+        QVERIFY(shown(row("updateButton"), "buttonSpinner"));
         QTRY_COMPARE(row("updateButton")->property("text").toString(), "Update");
 
         harness->l10n.setLanguage(AppLanguage::Ja);

@@ -110,6 +110,15 @@ int main(int argc, char *argv[])
         ok &= save(main, QStringLiteral("%1/products-%2.png").arg(outDir, suffix));
         state.setSelectedTab(AppTab::Updates);
         ok &= save(main, QStringLiteral("%1/updates-%2.png").arg(outDir, suffix));
+        // The smallest the window goes: 700 by 500 for the content, below
+        // the menu bar and toolbar.
+        const QSize first = main->size();
+        main->resize(main->minimumSize());
+        for (const auto &[tab, name] : {std::pair{AppTab::Products, "products"}, std::pair{AppTab::Updates, "updates"}}) {
+            state.setSelectedTab(tab);
+            ok &= save(main, QStringLiteral("%1/%2-smallest-%3.png").arg(outDir, name, suffix));
+        }
+        main->resize(first);
         if (QQuickWindow *settings = openWindow(main, "openSettings")) {
             ok &= save(settings, QStringLiteral("%1/settings-%2.png").arg(outDir, suffix));
             settings->close();
