@@ -21,7 +21,7 @@ AbstractButton {
     contentItem: RowLayout {
         spacing: 6
         IconImage {
-            visible: link.icon.source.toString() !== ""
+            visible: String(link.icon.source) !== ""
             source: link.icon.source
             sourceSize { width: 14; height: 14 }
             color: HubColors.accent

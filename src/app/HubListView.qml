@@ -57,9 +57,10 @@ ListView {
         return tabFrom(forward ? firstIndex() - 1 : count, null, forward)
     }
 
-    // -1 when the header takes part.
+    // -1 when the header takes part (it has a focusTabStop of its own).
+    readonly property var headerEntry: headerItem
     function firstIndex() {
-        return headerItem && headerItem.focusTabStop ? -1 : 0
+        return headerEntry && headerEntry.focusTabStop ? -1 : 0
     }
 
     function holds(item) {

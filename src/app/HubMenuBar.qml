@@ -93,7 +93,9 @@ MenuBar {
         bottomPadding: 4
         Accessible.name: text
         contentItem: Text {
-            readonly property string letter: barItem.menu ? barItem.menu.mnemonic : ""
+            // Each of the bar's menus declares its `mnemonic`; a plain Menu has none.
+            readonly property var barMenu: barItem.menu
+            readonly property string letter: barMenu ? barMenu.mnemonic : ""
             readonly property int at: letter === "" ? -1 : barItem.text.indexOf(letter)
             // Underlines the letter; the text itself stays as it is.
             text: at < 0 ? escaped(barItem.text)

@@ -26,7 +26,7 @@ Window {
 
     // Escape closes it, as it would a dialog.
     Shortcut {
-        sequence: StandardKey.Cancel
+        sequence: "Escape"
         onActivated: window.close()
     }
 }

@@ -36,8 +36,17 @@ AbstractButton {
         delay: 500
     }
 
+    contentItem: CouponContent {
+        label: control.shownLabel
+        code: control.code
+    }
+
     // Narrower than its content, the label elides first, then the code.
-    contentItem: Item {
+    component CouponContent: Item {
+        id: content
+        property string label
+        property string code
+
         implicitWidth: Math.ceil(icon.width + labelText.implicitWidth + codeText.implicitWidth + 2 * gap)
         implicitHeight: Math.max(icon.height, labelText.implicitHeight, codeText.implicitHeight)
 
@@ -57,7 +66,7 @@ AbstractButton {
             x: icon.width + parent.gap
             width: Math.max(0, parent.width - x - parent.gap - parent.codeWidth)
             anchors.verticalCenter: parent.verticalCenter
-            text: control.shownLabel
+            text: content.label
             font.pixelSize: 9
             font.weight: Font.Bold
             color: "black"
@@ -71,7 +80,7 @@ AbstractButton {
             x: parent.width - width
             width: Math.max(0, parent.codeWidth)
             anchors.verticalCenter: parent.verticalCenter
-            text: control.code
+            text: content.code
             font.family: "monospace"
             font.pixelSize: 9
             font.weight: Font.Medium

@@ -1,5 +1,4 @@
 import QtQuick
-import QtQuick.Controls
 import QtQuick.Layouts
 import Quillmarsh.Hub
 
@@ -10,33 +9,39 @@ Rectangle {
     objectName: "productCard"
 
     // The card's row of ProductListModel, handed over whole by the list.
-    // Each value below reads it; a value set directly wins.
-    property var model: ({})
-    property string productId: model.productId ?? ""
-    property string displayName: model.displayName ?? ""
-    property string initials: model.initials ?? ""
-    property string badgeLabel: model.badgeLabel ?? ""
-    property bool hasCoupon: model.hasCoupon ?? false
-    property string couponCode: model.couponCode ?? ""
-    property string couponLabel: model.couponLabel ?? ""
-    property bool hasCouponLabel: model.hasCouponLabel ?? false
-    property url couponURL: model.couponURL ?? ""
-    property url productPageURL: model.productPageURL ?? ""
-    property url supportURL: model.supportURL ?? ""
-    property int installState: model.installState ?? HubInstallState.NotInstalled
-    property bool updateAvailable: model.updateAvailable ?? false
-    property string downloadURL: model.downloadURL ?? ""
-    property bool downloading: model.downloading ?? false
-    property string versionLine: model.versionLine ?? ""
+    required property var model
+    readonly property string productId: model.productId
+    readonly property string displayName: model.displayName
+    readonly property string initials: model.initials
+    readonly property string badgeLabel: model.badgeLabel
+    readonly property bool hasCoupon: model.hasCoupon
+    readonly property string couponCode: model.couponCode
+    readonly property string couponLabel: model.couponLabel
+    readonly property bool hasCouponLabel: model.hasCouponLabel
+    readonly property url couponURL: model.couponURL
+    readonly property url productPageURL: model.productPageURL
+    readonly property url supportURL: model.supportURL
+    readonly property int installState: model.installState
+    readonly property bool updateAvailable: model.updateAvailable
+    readonly property string downloadURL: model.downloadURL
+    readonly property bool downloading: model.downloading
+    readonly property string versionLine: model.versionLine
 
     // Tab or Backtab left the card's last or first stop.
     signal tabbedPast(Item from, bool forward)
 
     // The coupon, then the button: the stops Tab visits, in reading order.
-    readonly property var tabStops: [coupon, actionSlot.item].filter(stop => stop && stop.visible && stop.enabled)
+    function tabStops() {
+        const stops = []
+        for (const stop of [coupon, actionSlot.item]) {
+            if (stop && stop.visible && stop.enabled)
+                stops.push(stop)
+        }
+        return stops
+    }
 
     function focusTabStop(forward) {
-        const stops = tabStops
+        const stops = tabStops()
         if (stops.length === 0)
             return false
         stops[forward ? 0 : stops.length - 1].forceActiveFocus(forward ? Qt.TabFocusReason : Qt.BacktabFocusReason)
@@ -44,7 +49,7 @@ Rectangle {
     }
 
     function tab(from, forward) {
-        const stops = tabStops
+        const stops = tabStops()
         const next = stops.indexOf(from) + (forward ? 1 : -1)
         if (next >= 0 && next < stops.length)
             stops[next].forceActiveFocus(forward ? Qt.TabFocusReason : Qt.BacktabFocusReason)
@@ -159,56 +164,52 @@ Rectangle {
             StateBadge {
                 installState: card.installState
             }
-            Loader {
+            // The one command the state calls for; nothing, not even
+            // spacing, while the state is being probed.
+            Item {
                 id: actionSlot
-                sourceComponent: card.updateAvailable ? updateButton
-                               : card.installState === HubInstallState.Installed ? supportButton
-                               : card.installState === HubInstallState.NotInstalled ? learnMoreButton
-                               : null
-                // Nothing, not even spacing, while the state is being probed.
+                readonly property Item item: card.updateAvailable ? updateButton
+                                           : card.installState === HubInstallState.Installed ? supportButton
+                                           : card.installState === HubInstallState.NotInstalled ? learnMoreButton
+                                           : null
                 visible: item !== null
+                implicitWidth: item ? item.implicitWidth : 0
+                implicitHeight: item ? item.implicitHeight : 0
+
+                HubButton {
+                    id: updateButton
+                    // Only the one shown is the card's action.
+                    objectName: actionSlot.item === this ? "actionButton" : ""
+                    visible: actionSlot.item === this
+                    size: "small"
+                    busy: card.downloading
+                    text: card.downloading ? "..." : (L10n.japanese ? "アップデート" : "Update")
+                    // The manager refuses a second download anyway; this just says so.
+                    enabled: !card.downloading
+                    onClicked: AppState.updateManager.downloadAndReveal(card.productId, card.downloadURL)
+                    Keys.onTabPressed: card.tab(this, true)
+                    Keys.onBacktabPressed: card.tab(this, false)
+                }
+                SupportButton {
+                    id: supportButton
+                    objectName: actionSlot.item === this ? "actionButton" : ""
+                    visible: actionSlot.item === this
+                    text: L10n.japanese ? "サポート" : "Support"
+                    onClicked: Links.openUrl(card.supportURL)
+                    Keys.onTabPressed: card.tab(this, true)
+                    Keys.onBacktabPressed: card.tab(this, false)
+                }
+                HubButton {
+                    id: learnMoreButton
+                    objectName: actionSlot.item === this ? "actionButton" : ""
+                    visible: actionSlot.item === this
+                    size: "small"
+                    text: L10n.japanese ? "詳細" : "Learn More"
+                    onClicked: Links.openUrl(card.productPageURL)
+                    Keys.onTabPressed: card.tab(this, true)
+                    Keys.onBacktabPressed: card.tab(this, false)
+                }
             }
-        }
-    }
-
-    Component {
-        id: updateButton
-
-        HubButton {
-            objectName: "actionButton"
-            size: "small"
-            busy: card.downloading
-            text: card.downloading ? "..." : (L10n.japanese ? "アップデート" : "Update")
-            // The manager refuses a second download anyway; this just says so.
-            enabled: !card.downloading
-            onClicked: AppState.updateManager.downloadAndReveal(card.productId, card.downloadURL)
-            Keys.onTabPressed: card.tab(actionSlot.item, true)
-            Keys.onBacktabPressed: card.tab(actionSlot.item, false)
-        }
-    }
-
-    Component {
-        id: supportButton
-
-        SupportButton {
-            objectName: "actionButton"
-            text: L10n.japanese ? "サポート" : "Support"
-            onClicked: Links.openUrl(card.supportURL)
-            Keys.onTabPressed: card.tab(actionSlot.item, true)
-            Keys.onBacktabPressed: card.tab(actionSlot.item, false)
-        }
-    }
-
-    Component {
-        id: learnMoreButton
-
-        HubButton {
-            objectName: "actionButton"
-            size: "small"
-            text: L10n.japanese ? "詳細" : "Learn More"
-            onClicked: Links.openUrl(card.productPageURL)
-            Keys.onTabPressed: card.tab(actionSlot.item, true)
-            Keys.onBacktabPressed: card.tab(actionSlot.item, false)
         }
     }
 }

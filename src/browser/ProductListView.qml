@@ -222,7 +222,7 @@ Rectangle {
 
                     width: ListView.view.width
                     implicitHeight: cardAndDivider.implicitHeight
-                    onActiveFocusChanged: if (activeFocus) list.reveal(index)
+                    onActiveFocusChanged: () => { if (activeFocus) list.reveal(index) }
 
                     function focusTabStop(forward) {
                         return card.focusTabStop(forward)

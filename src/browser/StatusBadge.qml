@@ -37,7 +37,7 @@ Rectangle {
         IconImage {
             id: iconImage
             objectName: "statusIcon"
-            visible: badge.icon.toString() !== ""
+            visible: String(badge.icon) !== ""
             anchors.verticalCenter: parent.verticalCenter
             source: badge.icon
             sourceSize { width: 13; height: 13 }

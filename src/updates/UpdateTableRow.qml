@@ -76,7 +76,7 @@ FocusScope {
             IconImage {
                 objectName: "productIcon"
                 // The name keeps the room when the column is narrow.
-                visible: row.icon.toString() !== "" && row.productWidth >= 60
+                visible: String(row.icon) !== "" && row.productWidth >= 60
                 source: row.icon
                 sourceSize { width: 16; height: 16 }
                 color: HubColors.accent

@@ -119,13 +119,13 @@ Rectangle {
 
             header: HubSelfUpdateRow {
                 width: ListView.view.width
-                onActiveFocusChanged: if (activeFocus) rows.reveal(-1)
+                onActiveFocusChanged: () => { if (activeFocus) rows.reveal(-1) }
                 onTabbedPast: (from, forward) => rows.tabFrom(-1, from, forward)
             }
             delegate: UpdateRow {
                 required property int index
                 width: ListView.view.width
-                onActiveFocusChanged: if (activeFocus) rows.reveal(index)
+                onActiveFocusChanged: () => { if (activeFocus) rows.reveal(index) }
                 onTabbedPast: (from, forward) => rows.tabFrom(index, from, forward)
             }
         }
