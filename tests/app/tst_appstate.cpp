@@ -9,6 +9,7 @@
 
 using namespace std::chrono_literals;
 using Route = LocalHttpService::Route;
+using enum HubInstallState;
 
 static QString home() { return TestSandbox::current().home(); }
 static QJsonObject at(const QString &path) { return QJsonObject{{"VST3", path}}; }
@@ -32,10 +33,14 @@ private slots:
     {
         QDir(TestSandbox::current().hubDirectory()).removeRecursively();
         service.setRoute("/api/hub/products", Route{.body = fixtures::document({
-            fixtures::product("in", at("Plugins/Installed.vst3")),
+            fixtures::product("in", {{"AU", "Plugins/Missing.vst3"}, {"VST3", "Plugins/Installed.vst3"}}),
             fixtures::product("out", at("Plugins/Missing.vst3")),
+            fixtures::product("tilde", at("~/Plugins/Installed.vst3")),
+            fixtures::product("bare"),
             fixtures::product("dup", at("Plugins/Missing.vst3")),
             fixtures::product("dup", at("Plugins/Installed.vst3")),
+            fixtures::product("dup2", at("Plugins/Installed.vst3")),
+            fixtures::product("dup2", at("Plugins/Missing.vst3")),
         })});
         service.setRoute("/api/plugin-versions", Route{.body = "[]"});
     }
@@ -53,7 +58,9 @@ private slots:
         QCOMPARE(service.requestCount("/api/plugin-versions"), 1);
     }
 
-    // Loading for every product first, then the results; the first product with an id wins.
+    // Loading for every product first, then the results: installed when
+    // any path exists below home (no "~" expansion); of entries sharing an
+    // id, the first decides.
     void refreshRunsTwoPasses()
     {
         auto state = makeState();
@@ -61,10 +68,10 @@ private slots:
         QList<QHash<QString, HubInstallState>> seen;
         connect(state.get(), &AppState::productStatesChanged, this, [&] { seen << state->productStates(); });
         state->refreshAllStates();
-        QCOMPARE(seen.size(), 8);
-        QCOMPARE(seen[3].value("in"), HubInstallState::Loading);
-        QCOMPARE(state->computeState("dup"), HubInstallState::NotInstalled);
-        QCOMPARE(state->computeState("unknown"), HubInstallState::NotInstalled);
+        QCOMPARE(seen.size(), 16);
+        QCOMPARE(seen[7].value("in"), Loading);
+        QCOMPARE(state->productStates(), (QHash<QString, HubInstallState>{
+            {"in", Installed}, {"out", NotInstalled}, {"tilde", NotInstalled}, {"bare", NotInstalled}, {"dup", NotInstalled}, {"dup2", Installed}}));
     }
 
     void hourlyRefreshSeesNewInstalls()
@@ -73,9 +80,9 @@ private slots:
         state->setup();
         QTRY_COMPARE(state->catalog()->revision(), 1);
         state->refreshAllStates();
-        QCOMPARE(state->productStates().value("out"), HubInstallState::NotInstalled);
+        QCOMPARE(state->productStates().value("out"), NotInstalled);
         QDir().mkpath(home() + "/Plugins/Missing.vst3");
-        QTRY_COMPARE(state->productStates().value("out"), HubInstallState::Installed);
+        QTRY_COMPARE(state->productStates().value("out"), Installed);
         QDir(home() + "/Plugins/Missing.vst3").removeRecursively();
     }
 };
