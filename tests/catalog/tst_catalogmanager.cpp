@@ -42,33 +42,19 @@ private slots:
 
     void init() { QDir(hubDir).removeRecursively(); QDir().mkpath(hubDir); service.setRoute(Path, Route{.body = CatalogA}); }
 
-    // Read at once, never rewritten, without a request.
-    void cacheAtStart()
-    {
-        QVERIFY(testfiles::write(cacheFile, CatalogA));
-        QCOMPARE(makeManager()->products().size(), 2);
-        QCOMPARE(testfiles::read(cacheFile), CatalogA);
-        QCOMPARE(service.totalRequests(), 0);
-    }
-
     // An unusable cache is ignored at once: never waited on, never read past
     // its limit. (Which files are read at all is the install probe's test.)
     void unusableCache_data()
     {
-        QTest::addColumn<QString>("kind");
-        QTest::newRow("not a catalogue") << "json";
-        QTest::newRow("over the limit") << "large";
-        QTest::newRow("fifo") << "fifo";
+        QTest::addColumn<QByteArray>("content"); // empty: a fifo
+        QTest::newRow("not a catalogue") << QByteArray("[{\"plugin_id\":1}]");
+        QTest::newRow("over the limit") << CatalogA + QByteArray(host.limits.cacheFileSize, ' ');
+        QTest::newRow("fifo") << QByteArray();
     }
     void unusableCache()
     {
-        QFETCH(QString, kind);
-        if (kind == "json")
-            QVERIFY(testfiles::write(cacheFile, "[{\"plugin_id\":1}]"));
-        else if (kind == "large")
-            QVERIFY(testfiles::write(cacheFile, CatalogA + QByteArray(host.limits.cacheFileSize, ' ')));
-        else
-            QCOMPARE(::mkfifo(QFile::encodeName(cacheFile).constData(), 0600), 0);
+        QFETCH(QByteArray, content);
+        QVERIFY(content.isEmpty() ? ::mkfifo(QFile::encodeName(cacheFile).constData(), 0600) == 0 : testfiles::write(cacheFile, content));
         QCOMPARE(makeManager()->revision(), 0);
     }
 

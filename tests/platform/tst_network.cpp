@@ -1,3 +1,4 @@
+#include "platform/ServiceAddress.h"
 #include "platform/Transfer.h"
 #include "support/LocalHttpService.h"
 #include "support/TestSandbox.h"
@@ -24,9 +25,10 @@ QByteArray deflated(const QByteArray &bytes)
 
 } // namespace
 
-// The rules every request of the hub goes through, tried as a hostile or
-// broken service would. Limits are shrunk so that nothing waits for real.
-class TransferTest : public QObject
+// Where the hub may connect, and the rules every request goes through,
+// tried as a hostile or broken service would. Limits are shrunk so that
+// nothing waits for real.
+class NetworkTest : public QObject
 {
     Q_OBJECT
 
@@ -40,6 +42,43 @@ class TransferTest : public QObject
 
 private slots:
     void initTestCase() { QVERIFY(service.listen()); }
+
+    // Plain http only to this machine; nothing that would lose the base path.
+    void serviceAddress_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<bool>("accepted");
+        QTest::newRow("https") << "https://api.quillmarsh.example" << true;
+        QTest::newRow("http loopback") << "http://127.0.0.1:8080" << true;
+        QTest::newRow("http localhost") << "http://localhost:9" << true;
+        QTest::newRow("http remote") << "http://api.quillmarsh.example" << false;
+        QTest::newRow("http lookalike") << "http://127.0.0.1.evil.example" << false;
+        QTest::newRow("ftp") << "ftp://127.0.0.1" << false;
+        QTest::newRow("query") << "https://a.example/?x=1" << false;
+    }
+    void serviceAddress()
+    {
+        QFETCH(QString, text);
+        QFETCH(bool, accepted);
+        QString error;
+        QCOMPARE(ServiceAddress::parse(text, &error).has_value(), accepted);
+        QCOMPARE(error.isEmpty(), accepted);
+    }
+
+    void serviceEndpoints()
+    {
+        const auto address = ServiceAddress::parse("https://staging.example/hub/");
+        QCOMPARE(address->catalogURL(), QUrl("https://staging.example/hub/api/hub/products"));
+        QCOMPARE(address->versionsURL(), QUrl("https://staging.example/hub/api/plugin-versions"));
+        // The option wins over the environment, which must hold a usable address.
+        qputenv(ServiceAddress::EnvironmentVariable, "http://127.0.0.1:1234");
+        QCOMPARE(ServiceAddress::resolve(std::nullopt)->base(), QUrl("http://127.0.0.1:1234"));
+        QCOMPARE(ServiceAddress::resolve(QString("https://b.example"))->base(), QUrl("https://b.example"));
+        qputenv(ServiceAddress::EnvironmentVariable, "http://remote.example");
+        QVERIFY(!ServiceAddress::resolve(std::nullopt));
+        qunsetenv(ServiceAddress::EnvironmentVariable);
+        QCOMPARE(ServiceAddress::resolve(std::nullopt)->base(), ServiceAddress::defaultBase());
+    }
 
     // Each ends as a failure naming its cause, within the limits, holding
     // no more than the limit.
@@ -130,5 +169,5 @@ private slots:
     }
 };
 
-HUB_TEST_MAIN(TransferTest)
-#include "tst_transfer.moc"
+HUB_TEST_MAIN(NetworkTest)
+#include "tst_network.moc"

@@ -1,9 +1,11 @@
+#include "support/Json.h"
 #include "support/TestSandbox.h"
+#include "updates/PluginVersionInfo.h"
 #include "updates/UpdateManager.h"
 
 #include <QtTest>
 
-class VersionComparisonTest : public QObject
+class VersionsTest : public QObject
 {
     Q_OBJECT
 
@@ -47,7 +49,31 @@ private slots:
         QVERIFY(!(newer && UpdateManager::isNewer(reference, candidate)));
         QVERIFY(!UpdateManager::isNewer(candidate, candidate));
     }
+
+    // The feed in document order; null counts as absent, unknown keys are ignored.
+    void decodesFeed()
+    {
+        const auto feed = PluginVersionInfo::decodeFeed(json("[{'plugin_id':'a','version':'1.0','download_url':'u','extra':[1]},"
+                                                             "{'plugin_id':'hub','version':'2.0','download_url':'h','release_notes':'Fixes','min_os_version':null}]"));
+        QCOMPARE(feed, (QList<PluginVersionInfo>{{"a", "1.0", "u"}, {PluginVersionInfo::HubId, "2.0", "h", "Fixes"}}));
+    }
+
+    // One bad record rejects the whole feed.
+    void rejectsWholeFeed_data()
+    {
+        QTest::addColumn<QByteArray>("document");
+        const QByteArray good = json("{'plugin_id':'a','version':'1','download_url':'u'}");
+        QTest::newRow("missing download_url") << "[" + good + json(",{'plugin_id':'b','version':'1'}]");
+        QTest::newRow("numeric version") << "[" + good + json(",{'plugin_id':'b','version':1.2,'download_url':'u'}]");
+        QTest::newRow("numeric release_notes") << "[" + good + json(",{'plugin_id':'b','version':'1','download_url':'u','release_notes':3}]");
+        QTest::newRow("top-level object") << good;
+    }
+    void rejectsWholeFeed()
+    {
+        QFETCH(QByteArray, document);
+        QVERIFY(!PluginVersionInfo::decodeFeed(document));
+    }
 };
 
-HUB_TEST_MAIN(VersionComparisonTest)
-#include "tst_versioncomparison.moc"
+HUB_TEST_MAIN(VersionsTest)
+#include "tst_versions.moc"
