@@ -10,8 +10,6 @@
 #include <sys/stat.h>
 
 using namespace std::chrono_literals;
-using Route = LocalHttpService::Route;
-Q_DECLARE_METATYPE(LocalHttpService::Route)
 using enum HubInstallState;
 
 static QString home() { return TestSandbox::current().home(); }

@@ -81,8 +81,8 @@ QVariantMap info(const QVariant &version)
     return {{"CFBundleIdentifier", "example.bundle"}, {VersionKey, version}};
 }
 
-// Puts `content` at `path`: "fifo", "device" (a link to /dev/zero),
-// "folder", "none" (nothing), or these bytes.
+// Puts `content` at `path`: "fifo", "device" (a link to /dev/zero), "none"
+// (nothing), or these bytes.
 bool place(const QString &path, const QByteArray &content)
 {
     QFile::remove(path);
@@ -91,8 +91,6 @@ bool place(const QString &path, const QByteArray &content)
         return ::mkfifo(QFile::encodeName(path).constData(), 0600) == 0;
     if (content == "device")
         return QFile::link("/dev/zero", path);
-    if (content == "folder")
-        return QDir().mkpath(path);
     return content == "none" || testfiles::write(path, content);
 }
 
@@ -121,10 +119,8 @@ private slots:
         QTest::newRow("xml") << "" << plist << plistwriter::serialize(info(" 1.0 beta "), Format::Xml) << " 1.0 beta ";
         QTest::newRow("binary") << "" << plist << plistwriter::serialize(info(" 1.0 beta "), Format::Binary) << " 1.0 beta ";
         QTest::newRow("number") << "" << plist << plistwriter::serialize(info(3), Format::Binary) << QString();
-        QTest::newRow("no Info.plist") << "" << plist << QByteArray("none") << QString();
         QTest::newRow("fifo") << "" << plist << QByteArray("fifo") << QString();
         QTest::newRow("link to /dev/zero") << "" << plist << QByteArray("device") << QString();
-        QTest::newRow("folder") << "" << plist << QByteArray("folder") << QString();
         QTest::newRow("over the limit") << "" << plist << plistwriter::serialize({{VersionKey, "1.0"}, {"pad", QString(1100 * 1024, 'x')}}, Format::Xml) << QString();
         const QByteArray xmlHead = "<?xml version=\"1.0\"?><plist version=\"1.0\">";
         QTest::newRow("xml nested 100") << "" << plist << xmlHead + xmlDict(100) + "</plist>" << "1.0";

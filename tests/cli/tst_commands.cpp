@@ -2,19 +2,24 @@
 #include "support/Fixtures.h"
 #include "support/LinuxBundles.h"
 #include "support/LocalHttpService.h"
-#include "support/ProcessRun.h"
 #include "support/PropertyListWriter.h"
 
+#include <QCoroProcess>
 #include <QRegularExpression>
 #include <QtTest>
 
-using Route = LocalHttpService::Route;
-Q_DECLARE_METATYPE(LocalHttpService::Route)
 using fixtures::version;
 
 static QString home() { return TestSandbox::current().home(); }
 static QString downloads() { return TestSandbox::current().downloads(); }
 static const QString ReleasePath = QStringLiteral("/hub/QuillmarshHub-1.1.0.deb");
+
+struct ProcessRun
+{
+    int exitCode = -1;
+    QByteArray out;
+    QByteArray err;
+};
 
 // The headless commands and the release signing tool, run as the real
 // binaries against the local service.
@@ -26,19 +31,31 @@ class CommandsTest : public QObject
     const QByteArray package = LocalHttpService::generatedBytes(0, 300 * 1000);
     QHash<QString, QString> files; // placeholder → path, key or signature, for arguments
 
+    // To its end (30 s at most) on the event loop, so the service keeps answering.
+    static ProcessRun run(const QString &program, const QStringList &arguments, const QProcessEnvironment &environment)
+    {
+        QProcess process;
+        process.setProcessEnvironment(environment);
+        return QCoro::waitFor([&]() -> QCoro::Task<ProcessRun> {
+            co_await qCoro(process).start(program, arguments);
+            co_await qCoro(process).waitForFinished(30000);
+            co_return ProcessRun{process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
+        }());
+    }
+
+    // No display, and no session bus, so no file manager is bothered.
     ProcessRun hub(const QStringList &arguments)
     {
-        QProcessEnvironment environment = headlessHubEnvironment();
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.remove("DBUS_SESSION_BUS_ADDRESS");
+        environment.insert("QT_QPA_PLATFORM", "offscreen");
         environment.insert("QUILLMARSH_HUB_SERVICE_URL", service.baseUrl().toString());
         environment.insert("QUILLMARSH_HUB_APPCAST_URL", service.url("/hub/appcast.xml").toString());
         environment.insert("QUILLMARSH_HUB_UPDATE_PUBLIC_KEY", files["PUBLIC"]);
-        return runProcess(QUILLMARSH_HUB_BINARY, arguments, environment);
+        return run(QUILLMARSH_HUB_BINARY, arguments, environment);
     }
 
-    ProcessRun sign(const QStringList &arguments)
-    {
-        return runProcess(QUILLMARSH_HUB_SIGN_BINARY, arguments, QProcessEnvironment::systemEnvironment());
-    }
+    ProcessRun sign(const QStringList &arguments) { return run(QUILLMARSH_HUB_SIGN_BINARY, arguments, QProcessEnvironment::systemEnvironment()); }
 
     void serveVersions(int status, const QString &installer)
     {
@@ -67,9 +84,9 @@ private slots:
         files = {{"KEY", home() + "/keys/release.key"}, {"OTHER_KEY", home() + "/keys/other.key"}, {"PACKAGE", home() + "/QuillmarshHub-1.1.0.deb"}};
         QVERIFY(QDir().mkpath(home() + "/keys") && testfiles::write(files["PACKAGE"], package));
         for (const QString key : {"KEY", "OTHER_KEY"}) {
-            const ProcessRun run = sign({"generate-keys", "--key", files[key]});
-            QCOMPARE(run.exitCode, 0);
-            files[key == "KEY" ? "PUBLIC" : "OTHER_PUBLIC"] = QString::fromLatin1(run.out.trimmed());
+            const ProcessRun result = sign({"generate-keys", "--key", files[key]});
+            QCOMPARE(result.exitCode, 0);
+            files[key == "KEY" ? "PUBLIC" : "OTHER_PUBLIC"] = QString::fromLatin1(result.out.trimmed());
             QCOMPARE(QFile::permissions(files[key]), QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadUser | QFileDevice::WriteUser);
         }
         static const QRegularExpression printed(QStringLiteral("^sparkle:edSignature=\"([A-Za-z0-9+/=]+)\" length=\"(\\d+)\"\\n$"));
@@ -157,10 +174,10 @@ private slots:
         QFETCH(int, feedStatus);
         service.setRoute(file.isEmpty() ? ReleasePath : "/files/" + QUrl::fromPercentEncoding(file.toUtf8()), served);
         serveVersions(feedStatus, file);
-        const ProcessRun run = hub(arguments);
-        QTEST(run.exitCode, "exitCode");
-        QVERIFY2(run.exitCode == 0 ? run.out == out : run.out.contains(out), run.out.constData());
-        QVERIFY2(run.err.contains(err), run.err.constData());
+        const ProcessRun result = hub(arguments);
+        QTEST(result.exitCode, "exitCode");
+        QVERIFY2(result.exitCode == 0 ? result.out == out : result.out.contains(out), result.out.constData());
+        QVERIFY2(result.err.contains(err), result.err.constData());
         QCOMPARE(testfiles::downloadsListing(), saved.isEmpty() ? QStringList{} : QStringList{saved});
         if (!saved.isEmpty())
             QCOMPARE(testfiles::read(downloads() + "/" + saved), served.body);
@@ -193,9 +210,9 @@ private slots:
         for (QString &argument : arguments)
             argument = files.value(argument, argument);
         const QByteArray key = testfiles::read(files["KEY"]);
-        const ProcessRun run = sign(arguments);
-        QTEST(run.exitCode, "exitCode");
-        QCOMPARE(run.out.isEmpty(), run.exitCode != 0);
+        const ProcessRun result = sign(arguments);
+        QTEST(result.exitCode, "exitCode");
+        QCOMPARE(result.out.isEmpty(), result.exitCode != 0);
         QCOMPARE(testfiles::read(files["KEY"]), key);
     }
 };

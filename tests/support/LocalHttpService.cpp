@@ -11,7 +11,6 @@
 #include <QtEndian>
 
 #include <algorithm>
-#include <cstring>
 
 using namespace std::chrono_literals;
 
@@ -194,17 +193,11 @@ QByteArray LocalHttpService::generatedBytes(qint64 offset, qint64 length)
 {
     if (offset < 0 || length <= 0)
         return {};
-    QByteArray out(length, Qt::Uninitialized);
-    char *p = out.data();
-    char *const end = p + length;
-    quint64 word = quint64(offset) / 8;
-    qint64 skip = offset % 8;
-    while (p < end) {
-        const quint64 value = qToLittleEndian(patternWord(word++));
-        const qint64 n = std::min<qint64>(8 - skip, end - p);
-        std::memcpy(p, reinterpret_cast<const char *>(&value) + skip, size_t(n));
-        p += n;
-        skip = 0;
+    QByteArray words;
+    words.reserve(length + 16);
+    for (quint64 word = quint64(offset) / 8; words.size() < offset % 8 + length; ++word) {
+        const quint64 value = qToLittleEndian(patternWord(word));
+        words.append(reinterpret_cast<const char *>(&value), 8);
     }
-    return out;
+    return words.mid(offset % 8, length);
 }

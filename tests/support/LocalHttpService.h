@@ -69,3 +69,7 @@ private:
     QHash<QString, int> m_counts;
     int m_total = 0;
 };
+
+// Tests name it Route and pass it as test data.
+using Route = LocalHttpService::Route;
+Q_DECLARE_METATYPE(LocalHttpService::Route)
