@@ -193,11 +193,9 @@ QByteArray LocalHttpService::generatedBytes(qint64 offset, qint64 length)
 {
     if (offset < 0 || length <= 0)
         return {};
-    QByteArray words;
-    words.reserve(length + 16);
-    for (quint64 word = quint64(offset) / 8; words.size() < offset % 8 + length; ++word) {
-        const quint64 value = qToLittleEndian(patternWord(word));
-        words.append(reinterpret_cast<const char *>(&value), 8);
-    }
-    return words.mid(offset % 8, length);
+    const qint64 first = offset / 8, words = (offset + length + 7) / 8 - first;
+    QByteArray out(words * 8, Qt::Uninitialized);
+    for (qint64 i = 0; i < words; ++i)
+        qToLittleEndian(patternWord(quint64(first + i)), out.data() + 8 * i);
+    return out.mid(offset % 8, length);
 }
