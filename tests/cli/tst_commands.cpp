@@ -1,37 +1,63 @@
+#include "selfupdate/SelfUpdateFixtures.h"
 #include "support/Fixtures.h"
-#include "support/Files.h"
-#include "support/ProcessRun.h"
 #include "support/LinuxBundles.h"
 #include "support/LocalHttpService.h"
 #include "support/PropertyListWriter.h"
-#include "support/TestSandbox.h"
 
-#include <QCoroTask>
-#include <QJsonArray>
+#include <QCoroProcess>
+#include <QRegularExpression>
 #include <QtTest>
 
-using Route = LocalHttpService::Route;
-Q_DECLARE_METATYPE(LocalHttpService::Route)
 using fixtures::version;
 
 static QString home() { return TestSandbox::current().home(); }
 static QString downloads() { return TestSandbox::current().downloads(); }
+static const QString ReleasePath = QStringLiteral("/hub/QuillmarshHub-1.1.0.deb");
 
-// The headless commands, run as the real binary against the local service.
+struct ProcessRun
+{
+    int exitCode = -1;
+    QByteArray out;
+    QByteArray err;
+};
+
+// The headless commands and the release signing tool, run as the real
+// binaries against the local service.
 class CommandsTest : public QObject
 {
     Q_OBJECT
 
     LocalHttpService service;
+    const QByteArray package = LocalHttpService::generatedBytes(0, 300 * 1000);
+    QHash<QString, QString> files; // placeholder → path, key or signature, for arguments
 
-    ProcessRun run(const QStringList &arguments)
+    // To its end (30 s at most) on the event loop, so the service keeps answering.
+    static ProcessRun run(const QString &program, const QStringList &arguments, const QProcessEnvironment &environment)
     {
-        QProcessEnvironment environment = headlessHubEnvironment();
-        environment.insert("QUILLMARSH_HUB_SERVICE_URL", service.baseUrl().toString());
-        return runProcess(QUILLMARSH_HUB_BINARY, arguments, environment);
+        QProcess process;
+        process.setProcessEnvironment(environment);
+        return QCoro::waitFor([&]() -> QCoro::Task<ProcessRun> {
+            co_await qCoro(process).start(program, arguments);
+            co_await qCoro(process).waitForFinished(30000);
+            co_return ProcessRun{process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
+        }());
     }
 
-    void serveVersions(int status = 200, const QString &installer = "Old%20Installer.dmg")
+    // No display, and no session bus, so no file manager is bothered.
+    ProcessRun hub(const QStringList &arguments)
+    {
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.remove("DBUS_SESSION_BUS_ADDRESS");
+        environment.insert("QT_QPA_PLATFORM", "offscreen");
+        environment.insert("QUILLMARSH_HUB_SERVICE_URL", service.baseUrl().toString());
+        environment.insert("QUILLMARSH_HUB_APPCAST_URL", service.url("/hub/appcast.xml").toString());
+        environment.insert("QUILLMARSH_HUB_UPDATE_PUBLIC_KEY", files["PUBLIC"]);
+        return run(QUILLMARSH_HUB_BINARY, arguments, environment);
+    }
+
+    ProcessRun sign(const QStringList &arguments) { return run(QUILLMARSH_HUB_SIGN_BINARY, arguments, QProcessEnvironment::systemEnvironment()); }
+
+    void serveVersions(int status, const QString &installer)
     {
         service.setRoute("/api/plugin-versions", Route{.status = status, .body = fixtures::document({
             version("current", "2.0"), version("old", "1.5", service.baseUrl().toString() + "/files/" + installer),
@@ -51,12 +77,32 @@ private slots:
             fixtures::product("current", {{"VST3", "Plugins/Current.vst3"}}),
             fixtures::product("old", {{"VST3", "Plugins/Old.vst3"}}),
             fixtures::product("absent", {{"VST3", "Plugins/Absent.vst3"}})})});
-        serveVersions();
+        serveVersions(200, "Old%20Installer.dmg");
+
+        // Release keys, private to their owner, and the release announced
+        // with what `sign` printed.
+        files = {{"KEY", home() + "/keys/release.key"}, {"OTHER_KEY", home() + "/keys/other.key"}, {"PACKAGE", home() + "/QuillmarshHub-1.1.0.deb"}};
+        QVERIFY(QDir().mkpath(home() + "/keys") && testfiles::write(files["PACKAGE"], package));
+        for (const QString key : {"KEY", "OTHER_KEY"}) {
+            const ProcessRun result = sign({"generate-keys", "--key", files[key]});
+            QCOMPARE(result.exitCode, 0);
+            files[key == "KEY" ? "PUBLIC" : "OTHER_PUBLIC"] = QString::fromLatin1(result.out.trimmed());
+            QCOMPARE(QFile::permissions(files[key]), QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadUser | QFileDevice::WriteUser);
+        }
+        static const QRegularExpression printed(QStringLiteral("^sparkle:edSignature=\"([A-Za-z0-9+/=]+)\" length=\"(\\d+)\"\\n$"));
+        const QRegularExpressionMatch match = printed.match(QString::fromUtf8(sign({"sign", files["PACKAGE"], "--key", files["KEY"]}).out));
+        QVERIFY(match.hasMatch());
+        QCOMPARE(match.captured(2).toLongLong(), package.size());
+        files["SIGNATURE"] = match.captured(1);
+        const selfupdatefixtures::Release release{"110", "1.1.0", service.url(ReleasePath).toString(), match.captured(2), match.captured(1)};
+        service.setRoute("/hub/appcast.xml", Route{.body = selfupdatefixtures::document({release.item()})});
     }
+
+    void init() { QDir(downloads()).removeRecursively(); }
 
     void statusJsonReportsEveryProduct()
     {
-        const ProcessRun result = run({"status", "--json"});
+        const ProcessRun result = hub({"status", "--json"});
         QCOMPARE(result.exitCode, 0);
         QVERIFY(result.err.isEmpty());
         const QJsonObject report = QJsonDocument::fromJson(result.out).object();
@@ -79,53 +125,95 @@ private slots:
     }
 
     // Exit 0 done, 1 refused or failed (what is known is still printed), 2
-    // usage; Downloads holds exactly the installer or nothing.
+    // usage; Downloads holds exactly the verified installer or release, or
+    // nothing.
     void commands_data()
     {
         QTest::addColumn<QStringList>("arguments");
-        QTest::addColumn<Route>("installer");
+        QTest::addColumn<Route>("served");   // the installer, or the hub's release when there is no installer
+        QTest::addColumn<QString>("file");   // the installer's name in its URL
         QTest::addColumn<int>("feedStatus");
         QTest::addColumn<int>("exitCode");
-        QTest::addColumn<QByteArray>("out");
-        QTest::addColumn<QByteArray>("err");
-        QTest::addColumn<QString>("file"); // the installer's name in its URL
+        QTest::addColumn<QByteArray>("out"); // all of stdout after exit 0, part of it otherwise
+        QTest::addColumn<QByteArray>("err"); // part of stderr
+        QTest::addColumn<QString>("saved");  // the one file in Downloads afterwards
         const QStringList downloadOld{"download", "old"};
-        const Route good{.body = "installer bytes"};
+        const Route good{.body = "installer bytes"}, release{.body = package};
         const QString plain = "Old%20Installer.dmg";
-        QTest::newRow("status, feed down") << QStringList{"status", "--json"} << good << 500 << 1 << QByteArray("\"old\"")
-                                           << QByteArray("update check failed") << plain;
-        QTest::newRow("download") << downloadOld << good << 200 << 0 << QFile::encodeName(downloads() + "/Old Installer.dmg\n")
-                                  << QByteArray() << plain;
-        QTest::newRow("download, newline in the name")
-            << downloadOld << good << 200 << 0 << QFile::encodeName(downloads() + "/Old\\nInstaller.dmg\n") << QByteArray()
-            << "Old%0AInstaller.dmg";
-        QTest::newRow("download broken off") << downloadOld << Route{.body = QByteArray(1000, 'x'), .truncateAfter = 10} << 200
-                                             << 1 << QByteArray() << QByteArray("download failed: the connection to 127.0.0.1 broke off")
-                                             << plain;
-        QTest::newRow("unknown id") << QStringList{"download", "nope"} << good << 200 << 1 << QByteArray() << QByteArray("no product") << plain;
-        QTest::newRow("up to date") << QStringList{"download", "current"} << good << 200 << 1 << QByteArray() << QByteArray("no update") << plain;
-        QTest::newRow("missing id") << QStringList{"download"} << good << 200 << 2 << QByteArray() << QByteArray("Usage") << plain;
+        QTest::newRow("status, feed down") << QStringList{"status", "--json"} << good << plain << 500 << 1 << QByteArray("\"old\"")
+                                           << QByteArray("update check failed") << "";
+        QTest::newRow("download") << downloadOld << good << plain << 200 << 0 << QFile::encodeName(downloads() + "/Old Installer.dmg\n")
+                                  << QByteArray() << "Old Installer.dmg";
+        QTest::newRow("download, newline in the name") << downloadOld << good << "Old%0AInstaller.dmg" << 200 << 0
+                                                       << QFile::encodeName(downloads() + "/Old\\nInstaller.dmg\n") << QByteArray() << "Old\nInstaller.dmg";
+        QTest::newRow("download broken off") << downloadOld << Route{.body = QByteArray(1000, 'x'), .truncateAfter = 10} << plain << 200 << 1
+                                             << QByteArray() << QByteArray("download failed: the connection to 127.0.0.1 broke off") << "";
+        QTest::newRow("unknown id") << QStringList{"download", "nope"} << good << plain << 200 << 1 << QByteArray() << QByteArray("no product") << "";
+        QTest::newRow("up to date") << QStringList{"download", "current"} << good << plain << 200 << 1 << QByteArray() << QByteArray("no update") << "";
+        QTest::newRow("missing id") << QStringList{"download"} << good << plain << 200 << 2 << QByteArray() << QByteArray("Usage") << "";
+        const QByteArray running = "Running version: 1.0.0\nNewest version: 1.1.0\n";
+        QTest::newRow("self-update") << QStringList{"self-update"} << release << "" << 200 << 0
+                                     << running + QFile::encodeName(downloads() + "/QuillmarshHub-1.1.0.deb\n") << QByteArray() << "QuillmarshHub-1.1.0.deb";
+        QTest::newRow("self-update, check only") << QStringList{"self-update", "--check-only"} << release << "" << 200 << 0
+                                                 << running + "Update available: 1.1.0\n" << QByteArray() << "";
+        QByteArray changed = package;
+        changed[0] = char(changed[0] ^ 0x80);
+        QTest::newRow("self-update, one byte changed") << QStringList{"self-update"} << Route{.body = changed} << "" << 200 << 1
+                                                       << QByteArray() << QByteArray("signature") << "";
+        QTest::newRow("self-update, extra argument") << QStringList{"self-update", "now"} << release << "" << 200 << 2 << QByteArray()
+                                                     << QByteArray("Usage") << "";
     }
     void commands()
     {
         QFETCH(QStringList, arguments);
-        QFETCH(Route, installer);
+        QFETCH(Route, served);
+        QFETCH(QString, file);
         QFETCH(QByteArray, out);
         QFETCH(QByteArray, err);
+        QFETCH(QString, saved);
         QFETCH(int, feedStatus);
-        QFETCH(QString, file);
-        const QString name = QUrl::fromPercentEncoding(file.toUtf8());
-        QDir(downloads()).removeRecursively();
-        service.setRoute("/files/" + name, installer);
+        service.setRoute(file.isEmpty() ? ReleasePath : "/files/" + QUrl::fromPercentEncoding(file.toUtf8()), served);
         serveVersions(feedStatus, file);
-        const ProcessRun result = run(arguments);
+        const ProcessRun result = hub(arguments);
         QTEST(result.exitCode, "exitCode");
-        QVERIFY2(result.out.contains(out), result.out.constData());
+        QVERIFY2(result.exitCode == 0 ? result.out == out : result.out.contains(out), result.out.constData());
         QVERIFY2(result.err.contains(err), result.err.constData());
-        const bool saved = result.exitCode == 0 && arguments.first() == "download";
-        QCOMPARE(testfiles::downloadsListing(), saved ? QStringList{name} : QStringList{});
-        if (saved)
-            QCOMPARE(testfiles::read(downloads() + "/" + name), "installer bytes");
+        QCOMPARE(testfiles::downloadsListing(), saved.isEmpty() ? QStringList{} : QStringList{saved});
+        if (!saved.isEmpty())
+            QCOMPARE(testfiles::read(downloads() + "/" + saved), served.body);
+    }
+
+    // The same self-update as a JSON report.
+    void selfUpdateJson()
+    {
+        service.setRoute(ReleasePath, Route{.body = package});
+        const QJsonObject report = QJsonDocument::fromJson(hub({"self-update", "--json"}).out).object();
+        QCOMPARE(report.value("updateAvailable").toBool(), true);
+        QCOMPARE(report.value("savedPath").toString(), downloads() + "/QuillmarshHub-1.1.0.deb");
+        QVERIFY(report.value("error").isNull());
+        QCOMPARE(report.value("release").toObject().value("version").toString(), "110");
+        QCOMPARE(report.value("release").toObject().value("shortVersion").toString(), "1.1.0");
+    }
+
+    // A refusal prints nothing on stdout, and a private key is never replaced.
+    void signTool_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<int>("exitCode");
+        QTest::newRow("verify signed file") << QStringList{"verify", "PACKAGE", "SIGNATURE", "PUBLIC"} << 0;
+        QTest::newRow("verify with another key") << QStringList{"verify", "PACKAGE", "SIGNATURE", "OTHER_PUBLIC"} << 1;
+        QTest::newRow("generate over a key") << QStringList{"generate-keys", "--key", "KEY"} << 1;
+    }
+    void signTool()
+    {
+        QFETCH(QStringList, arguments);
+        for (QString &argument : arguments)
+            argument = files.value(argument, argument);
+        const QByteArray key = testfiles::read(files["KEY"]);
+        const ProcessRun result = sign(arguments);
+        QTEST(result.exitCode, "exitCode");
+        QCOMPARE(result.out.isEmpty(), result.exitCode != 0);
+        QCOMPARE(testfiles::read(files["KEY"]), key);
     }
 };
 

@@ -11,20 +11,16 @@
 #include <QtEndian>
 
 #include <algorithm>
-#include <cstring>
-#include <functional>
 
 using namespace std::chrono_literals;
 
 namespace {
 
-// Blocks big enough to keep loopback busy, few enough queued that memory
-// stays flat whatever the body size.
+// Few enough blocks queued that memory stays flat whatever the body size.
 constexpr qint64 BlockSize = 256 * 1024;
 constexpr qint64 HighWater = 1024 * 1024;
 
-// splitmix64's finaliser: cheap, and every 8-byte word differs, so a body
-// shifted or spliced at the wrong offset never matches by accident.
+// splitmix64's finaliser: cheap, and no two words of the stream are equal.
 quint64 patternWord(quint64 index)
 {
     quint64 z = (index + 1) * 0x9E3779B97F4A7C15ull;
@@ -33,15 +29,13 @@ quint64 patternWord(quint64 index)
     return z ^ (z >> 31);
 }
 
-// The server's certificate and key, and the same certificate trusted by
-// every client of this process.
+// Serves the tests' certificate, which every client of this process trusts.
 QTcpServer *makeTlsServer(QObject *parent)
 {
     const QSslCertificate certificate(testfiles::read(QStringLiteral(QUILLMARSH_HUB_TEST_TLS "/localhost.pem")));
     QSslConfiguration trusting = QSslConfiguration::defaultConfiguration();
     trusting.addCaCertificate(certificate);
     QSslConfiguration::setDefaultConfiguration(trusting);
-
     auto *server = new QSslServer(parent);
     QSslConfiguration serving = QSslConfiguration::defaultConfiguration();
     serving.setLocalCertificate(certificate);
@@ -57,154 +51,98 @@ class LocalHttpService::Connection : public QObject
 {
 public:
     Connection(QTcpSocket *socket, LocalHttpService *service)
-        : QObject(service)
-        , m_service(service)
-        , m_socket(socket)
+        : QObject(service), m_service(service), m_socket(socket)
     {
         m_socket->setParent(this);
         // Slow bodies are many small writes; Nagle would hold them back.
         m_socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
         connect(m_socket, &QTcpSocket::readyRead, this, &Connection::readRequest);
         connect(m_socket, &QTcpSocket::bytesWritten, this, &Connection::pump);
-        connect(m_socket, &QTcpSocket::disconnected, this, &Connection::drop);
-        connect(m_socket, &QTcpSocket::errorOccurred, this, &Connection::drop);
+        connect(m_socket, &QTcpSocket::disconnected, this, &QObject::deleteLater);
+        connect(m_socket, &QTcpSocket::errorOccurred, this, &QObject::deleteLater);
         readRequest();
     }
-
-    ~Connection() override
-    {
-        // The socket dies with us; it must not call back into a half-destroyed object.
-        m_socket->disconnect(this);
-    }
+    // The socket dies with us; it must not call back into a half-destroyed object.
+    ~Connection() override { m_socket->disconnect(this); }
 
 private:
     void readRequest()
     {
         m_head += m_socket->readAll();
-        if (m_answering || !m_head.contains("\r\n\r\n"))
-            return; // request bodies, and anything after the head, are ignored
-        m_answering = true;
+        if (!m_head.contains("\r\n\r\n"))
+            return;
+        disconnect(m_socket, &QTcpSocket::readyRead, this, nullptr); // anything after the head is ignored
         // "GET /path?query HTTP/1.1"
-        const QByteArray target = m_head.left(m_head.indexOf("\r\n")).split(' ').value(1);
-        const QString path = QUrl::fromPercentEncoding(target.split('?').constFirst());
+        const QString path = QUrl::fromPercentEncoding(m_head.left(m_head.indexOf("\r\n")).split(' ').value(1).split('?')[0]);
         ++m_service->m_total;
         ++m_service->m_counts[path];
-
-        const auto found = m_service->m_handlers.constFind(path);
-        if (found == m_service->m_handlers.constEnd()) {
-            respond(Handler{Route{.status = 404, .body = "No route for " + path.toUtf8() + '\n'}, {}});
-            return;
-        }
-        const Handler handler = *found; // the route may be replaced while we wait
-        if (handler.route.hang)
-            return;
-        QTimer::singleShot(handler.route.delay, this, [this, handler] { respond(handler); });
+        // A copy: the route may be replaced while we wait.
+        m_route = m_service->m_routes.value(path, Route{.status = 404, .body = "No route for " + path.toUtf8() + '\n'});
+        if (!m_route.hang)
+            QTimer::singleShot(m_route.delay, this, &Connection::respond);
     }
 
-    void respond(const Handler &handler)
+    void respond()
     {
-        if (m_dropped)
-            return;
-        const Route &route = handler.route;
-        QByteArray body = route.body;
-        if (!handler.filePath.isEmpty()) {
-            QFile file(handler.filePath);
-            if (!file.open(QIODevice::ReadOnly)) {
-                respond(Handler{Route{.status = 404, .body = "File missing\n"}, {}});
-                return;
-            }
-            body = file.readAll();
-        }
-        if (route.generatedSize >= 0) {
-            m_bodySize = route.generatedSize;
-            m_read = &LocalHttpService::generatedBytes;
-        } else {
-            m_bodySize = body.size();
-            m_read = [body](qint64 offset, qint64 length) { return body.mid(offset, length); };
-        }
-
+        Route &route = m_route;
+        if (!route.file.isEmpty() && !QFile::exists(route.file))
+            route = Route{.status = 404, .body = "File missing\n"};
+        else if (!route.file.isEmpty())
+            route.body = testfiles::read(route.file);
+        m_size = route.generatedSize >= 0 ? route.generatedSize : route.body.size();
+        m_limit = route.truncateAfter >= 0 ? std::min(route.truncateAfter, m_size) : m_size;
         // Clients read the status code, never the reason phrase.
         const int status = !route.redirectTo.isEmpty() && route.status == 200 ? 302 : route.status;
         QByteArray head = "HTTP/1.1 " + QByteArray::number(status) + (status == 200 ? " OK" : " Status") + "\r\n";
         if (!route.redirectTo.isEmpty())
             head += "Location: " + route.redirectTo + "\r\n";
-        m_chunkSize = route.chunkSize;
-        m_chunkInterval = route.chunkInterval;
-        head += m_chunkSize > 0 ? QByteArray("Transfer-Encoding: chunked\r\n")
-                                : "Content-Length: " + QByteArray::number(m_bodySize) + "\r\n";
+        head += route.chunkSize > 0 ? QByteArray("Transfer-Encoding: chunked\r\n") : "Content-Length: " + QByteArray::number(m_size) + "\r\n";
         for (const auto &[name, value] : route.headers)
             head += name + ": " + value + "\r\n";
         m_socket->write(head + "Connection: close\r\n\r\n");
-
-        m_limit = route.truncateAfter >= 0 ? std::min(route.truncateAfter, m_bodySize) : m_bodySize;
         m_streaming = true;
         pump();
     }
 
     // Tops the socket's queue up to HighWater; called again on bytesWritten.
-    // Big chunks go out in BlockSize pieces too, so memory stays bounded.
     void pump()
     {
-        if (!m_streaming || m_pausing || m_dropped)
-            return;
-        while (m_sent < m_limit && m_socket->bytesToWrite() < HighWater) {
-            QByteArray framing;
+        const qint64 chunk = m_route.chunkSize;
+        while (m_streaming && !m_pausing && m_socket->state() == QAbstractSocket::ConnectedState
+               && m_sent < m_limit && m_socket->bytesToWrite() < HighWater) {
             qint64 length = std::min(BlockSize, m_limit - m_sent);
-            if (m_chunkSize > 0) {
-                if (m_chunkLeft == 0) {
-                    // Sized from the whole body: a truncated answer breaks off
-                    // inside a chunk, which clients reliably see as an error.
-                    m_chunkLeft = std::min(m_chunkSize, m_bodySize - m_sent);
-                    framing = QByteArray::number(m_chunkLeft, 16) + "\r\n";
-                }
-                length = std::min(length, m_chunkLeft);
-                m_chunkLeft -= length;
+            QByteArray out;
+            if (chunk > 0) {
+                // Sized from the whole body: a truncated answer breaks off
+                // inside a chunk, which clients reliably see as an error.
+                if (m_sent % chunk == 0)
+                    out = QByteArray::number(std::min(chunk, m_size - m_sent), 16) + "\r\n";
+                length = std::min(length, chunk - m_sent % chunk);
             }
-            const QByteArray data = m_read(m_sent, length);
+            out += m_route.generatedSize >= 0 ? generatedBytes(m_sent, length) : m_route.body.mid(m_sent, length);
             m_sent += length;
-            const bool chunkEnds = m_chunkSize > 0 && m_chunkLeft == 0;
-            m_socket->write(framing.isEmpty() && !chunkEnds ? data : framing + data + (chunkEnds ? "\r\n" : ""));
-            if (chunkEnds && m_chunkInterval > 0ms && m_sent < m_limit) {
+            const bool chunkEnds = chunk > 0 && (m_sent % chunk == 0 || m_sent == m_size);
+            m_socket->write(chunkEnds ? out + "\r\n" : out);
+            if (chunkEnds && m_route.chunkInterval > 0ms && m_sent < m_limit) {
                 m_pausing = true;
-                QTimer::singleShot(m_chunkInterval, this, [this] {
-                    m_pausing = false;
-                    pump();
-                });
-                return;
+                QTimer::singleShot(m_route.chunkInterval, this, [this] { m_pausing = false; pump(); });
             }
         }
-        if (m_sent < m_limit)
+        if (!m_streaming || m_sent < m_limit)
             return;
         m_streaming = false;
-        if (m_chunkSize > 0 && m_sent == m_bodySize)
+        if (chunk > 0 && m_sent == m_size)
             m_socket->write("0\r\n\r\n");
-        // Flushes what is queued, then closes; a truncated body ends here too.
-        m_socket->disconnectFromHost();
-    }
-
-    void drop()
-    {
-        if (m_dropped)
-            return;
-        m_dropped = true;
-        m_streaming = false;
-        m_socket->abort();
-        deleteLater();
+        m_socket->disconnectFromHost(); // after what is queued; a truncated body ends here too
     }
 
     LocalHttpService *m_service;
     QTcpSocket *m_socket;
     QByteArray m_head;
-    bool m_answering = false;
-    bool m_dropped = false;
-
-    std::function<QByteArray(qint64 offset, qint64 length)> m_read;
-    qint64 m_bodySize = 0;
+    Route m_route;
+    qint64 m_size = 0;
     qint64 m_limit = 0;
     qint64 m_sent = 0;
-    qint64 m_chunkSize = 0;
-    qint64 m_chunkLeft = 0; // of the chunk being sent
-    std::chrono::milliseconds m_chunkInterval{0};
     bool m_streaming = false;
     bool m_pausing = false;
 };
@@ -213,7 +151,10 @@ LocalHttpService::LocalHttpService(Scheme scheme)
     : m_scheme(scheme)
     , m_server(scheme == Scheme::Https ? makeTlsServer(this) : new QTcpServer(this))
 {
-    connect(m_server, &QTcpServer::pendingConnectionAvailable, this, &LocalHttpService::acceptConnections);
+    connect(m_server, &QTcpServer::pendingConnectionAvailable, this, [this] {
+        while (QTcpSocket *socket = m_server->nextPendingConnection())
+            new Connection(socket, this);
+    });
 }
 
 LocalHttpService::~LocalHttpService()
@@ -228,10 +169,10 @@ bool LocalHttpService::listen(quint16 port)
 
 QUrl LocalHttpService::baseUrl() const
 {
+    const bool https = m_scheme == Scheme::Https;
     QUrl url;
-    url.setScheme(m_scheme == Scheme::Https ? QStringLiteral("https") : QStringLiteral("http"));
-    // The certificate names localhost.
-    url.setHost(m_scheme == Scheme::Https ? QStringLiteral("localhost") : QStringLiteral("127.0.0.1"));
+    url.setScheme(https ? "https" : "http");
+    url.setHost(https ? "localhost" : "127.0.0.1"); // the certificate names localhost
     url.setPort(m_server->serverPort());
     return url;
 }
@@ -239,54 +180,22 @@ QUrl LocalHttpService::baseUrl() const
 QUrl LocalHttpService::url(const QString &path) const
 {
     QUrl result = baseUrl();
-    result.setPath(path.section(u'?', 0, 0));
-    if (path.contains(u'?'))
-        result.setQuery(path.section(u'?', 1));
+    result.setPath(path);
     return result;
-}
-
-void LocalHttpService::setRoute(const QString &path, const Route &route)
-{
-    m_handlers.insert(path, Handler{route, {}});
 }
 
 void LocalHttpService::setFile(const QString &path, const QString &filePath, const QByteArray &contentType)
 {
-    const Headers headers = contentType.isEmpty() ? Headers() : Headers{{"Content-Type", contentType}};
-    m_handlers.insert(path, Handler{Route{.headers = headers}, filePath});
-}
-
-int LocalHttpService::requestCount(const QString &path) const
-{
-    return m_counts.value(path);
-}
-
-int LocalHttpService::totalRequests() const
-{
-    return m_total;
+    setRoute(path, Route{.headers = contentType.isEmpty() ? Headers() : Headers{{"Content-Type", contentType}}, .file = filePath});
 }
 
 QByteArray LocalHttpService::generatedBytes(qint64 offset, qint64 length)
 {
     if (offset < 0 || length <= 0)
         return {};
-    QByteArray out(length, Qt::Uninitialized);
-    char *p = out.data();
-    char *const end = p + length;
-    quint64 word = quint64(offset) / 8;
-    qint64 skip = offset % 8;
-    while (p < end) {
-        const quint64 value = qToLittleEndian(patternWord(word++));
-        const qint64 n = std::min<qint64>(8 - skip, end - p);
-        std::memcpy(p, reinterpret_cast<const char *>(&value) + skip, size_t(n));
-        p += n;
-        skip = 0;
-    }
-    return out;
-}
-
-void LocalHttpService::acceptConnections()
-{
-    while (QTcpSocket *socket = m_server->nextPendingConnection())
-        new Connection(socket, this);
+    const qint64 first = offset / 8, words = (offset + length + 7) / 8 - first;
+    QByteArray out(words * 8, Qt::Uninitialized);
+    for (qint64 i = 0; i < words; ++i)
+        qToLittleEndian(patternWord(quint64(first + i)), out.data() + 8 * i);
+    return out.mid(offset % 8, length);
 }

@@ -13,11 +13,10 @@
 #include <QNetworkAccessManager>
 #include <QStringList>
 
-// Doubles for the host services that tests must not touch for real:
-// the file manager, the browser, the wall clock and the package installer;
-// the sleeper sleeps for real but is watched. Paths and property
-// lists are real, inside the sandboxed HOME; the network is a fresh
-// manager that only ever talks to LocalHttpService.
+// Doubles for what tests must not touch for real: the file manager, the
+// browser, the wall clock and the package installer; the sleeper sleeps for
+// real but is watched. Paths and property lists are real, inside the
+// sandboxed HOME; the network only ever talks to LocalHttpService.
 class FixedClock final : public platform::Clock
 {
 public:
@@ -39,20 +38,15 @@ public:
     void open(const QUrl &url) override { opened << url; }
 };
 
-// Takes the package or not, as told, and remembers what it was given.
+// Takes the package or not, as told.
 class RecordingPackageInstaller final : public platform::PackageInstaller
 {
 public:
     bool takes = false;
     QStringList offered;
-    QCoro::Task<bool> install(QString packagePath) override
-    {
-        offered << packagePath;
-        co_return takes;
-    }
+    QCoro::Task<bool> install(QString packagePath) override { offered << packagePath; co_return takes; }
 };
 
-// Sleeps on the boot clock, and remembers every wait it was asked for.
 class RecordingSleeper final : public platform::Sleeper
 {
 public:

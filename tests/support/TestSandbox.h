@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QString>
+#include <QDir>
 #include <QTemporaryDir>
 
 // Points HOME and the XDG folders at a fresh temporary directory, so that no
@@ -9,16 +9,27 @@
 class TestSandbox
 {
 public:
-    TestSandbox();
+    TestSandbox()
+    {
+        const QByteArray home = QFile::encodeName(m_dir.path());
+        qputenv("HOME", home);
+        qputenv("XDG_DATA_HOME", home + "/.local/share");
+        qputenv("XDG_CONFIG_HOME", home + "/.config");
+        qputenv("XDG_CACHE_HOME", home + "/.cache");
+        qunsetenv("XDG_DOWNLOAD_DIR");
+        QDir(m_dir.path()).mkpath(QStringLiteral("Downloads"));
+        s_current = this;
+    }
 
     QString home() const { return m_dir.path(); }
     QString downloads() const { return home() + QStringLiteral("/Downloads"); }
     QString hubDirectory() const { return home() + QStringLiteral("/.local/share/QuillmarshHub"); }
 
-    static TestSandbox &current();
+    static TestSandbox &current() { return *s_current; }
 
 private:
-    QTemporaryDir m_dir;
+    static inline TestSandbox *s_current = nullptr;
+    QTemporaryDir m_dir{QDir::tempPath() + QStringLiteral("/quillmarsh-hub-test-XXXXXX")};
 };
 
 // Like QTEST_GUILESS_MAIN, inside a sandboxed home.

@@ -5,7 +5,8 @@
 #include "support/LocalHttpService.h"
 #include "support/PropertyListWriter.h"
 #include "support/TestHost.h"
-#include "support/TestSandbox.h"
+#include "updates/InstallerDownload.h"
+#include "updates/PluginVersionInfo.h"
 #include "updates/UpdateManager.h"
 
 #include <QCoroTask>
@@ -37,29 +38,100 @@ class UpdateManagerTest : public QObject
 
     void serveCatalog(const QJsonArray &products)
     {
-        service.setRoute("/catalog", LocalHttpService::Route{.body = fixtures::document(products)});
+        service.setRoute("/catalog", Route{.body = fixtures::document(products)});
         QVERIFY(QCoro::waitFor(catalog->fetchCatalog()).ok());
+        manager->rebuildStates();
     }
-    void serveFeed(const QJsonArray &records) { service.setRoute("/versions", LocalHttpService::Route{.body = fixtures::document(records)}); }
+    void serveFeed(const QJsonArray &records) { service.setRoute("/versions", Route{.body = fixtures::document(records)}); }
     bool check() { return QCoro::waitFor(manager->checkForUpdates()).ok(); }
     ProductUpdateState state(const QString &id) const { return manager->states().value(id); }
 
 private slots:
-    void initTestCase() { QVERIFY(service.listen()); QCoreApplication::setApplicationVersion("1.2.5"); }
+    void initTestCase()
+    {
+        QVERIFY(service.listen());
+        QCoreApplication::setApplicationVersion("1.2.5");
+        host.limits.installer = {64 * 1024, 200ms, 600ms};
+    }
 
     void init()
     {
+        QDir(TestSandbox::current().downloads()).removeRecursively();
+        host.revealer.revealed.clear();
         catalog = std::make_unique<ProductCatalogManager>(TestSandbox::current().hubDirectory(), service.url("/catalog"), host.host);
         manager = std::make_unique<UpdateManager>(service.url("/versions"), host.host);
         manager->bindCatalog(catalog.get());
         serveFeed({});
     }
 
+    void isNewer_data()
+    {
+        QTest::addColumn<QString>("candidate");
+        QTest::addColumn<QString>("reference");
+        QTest::addColumn<bool>("newer");
+
+        QTest::newRow("numeric, not textual") << "1.10" << "1.9" << true;
+        QTest::newRow("trailing zero equal") << "1.2.0" << "1.2" << false;
+        QTest::newRow("extra component") << "1.2.1" << "1.2" << true;
+        QTest::newRow("suffix drops piece") << "2.0-beta" << "1.9" << true;
+        QTest::newRow("suffix shifts rest") << "1.2-beta" << "1.1" << false;
+        QTest::newRow("2.0b1 is (2)") << "2.0b1" << "2" << false;
+        QTest::newRow("V3.1 is (1)") << "V3.1" << "1" << false;
+        QTest::newRow("empty vs zeros") << "" << "0.0.0" << false;
+        QTest::newRow("negative component") << "1.-1" << "1" << false;
+        QTest::newRow("explicit plus") << "+2" << "1" << true;
+        QTest::newRow("lone sign dropped") << "1.-.5" << "1.4" << true;
+        QTest::newRow("double sign dropped") << "1.+-5" << "1" << false;
+        QTest::newRow("dots everywhere") << "..1..2.." << "1.2" << false;
+        QTest::newRow("spaces drop piece") << "1. 2" << "1" << false;
+        QTest::newRow("non-ASCII digits dropped") << "1.٣" << "1" << false;
+        QTest::newRow("int64 max fits") << "9223372036854775807" << "9223372036854775806" << true;
+        QTest::newRow("overflow dropped") << "1.9223372036854775808" << "1" << false;
+        QTest::newRow("int64 min fits") << "-9223372036854775808" << "-9223372036854775807" << false;
+        QTest::newRow("below int64 min dropped") << "-9223372036854775809.2" << "1" << true;
+        QTest::newRow("leading zeros") << "1.010" << "1.9" << true;
+        QTest::newRow("long numbers") << "1.00000000000000000000000000002" << "1.1" << true;
+        QTest::newRow("zero padding beats nothing") << "1.0.0.0.1" << "1" << true;
+    }
+    void isNewer()
+    {
+        QFETCH(QString, candidate);
+        QFETCH(QString, reference);
+        QFETCH(bool, newer);
+        QCOMPARE(UpdateManager::isNewer(candidate, reference), newer);
+        // Never both ways, never newer than itself.
+        QVERIFY(!(newer && UpdateManager::isNewer(reference, candidate)));
+        QVERIFY(!UpdateManager::isNewer(candidate, candidate));
+    }
+
+    // The feed in document order; null counts as absent, unknown keys are ignored.
+    void decodesFeed()
+    {
+        const auto feed = PluginVersionInfo::decodeFeed(json("[{'plugin_id':'a','version':'1.0','download_url':'u','extra':[1]},"
+                                                             "{'plugin_id':'hub','version':'2.0','download_url':'h','release_notes':'Fixes','min_os_version':null}]"));
+        QCOMPARE(feed, (QList<PluginVersionInfo>{{"a", "1.0", "u"}, {PluginVersionInfo::HubId, "2.0", "h", "Fixes"}}));
+    }
+
+    // One bad record rejects the whole feed.
+    void rejectsWholeFeed_data()
+    {
+        QTest::addColumn<QByteArray>("document");
+        const QByteArray good = json("{'plugin_id':'a','version':'1','download_url':'u'}");
+        QTest::newRow("missing download_url") << "[" + good + json(",{'plugin_id':'b','version':'1'}]");
+        QTest::newRow("numeric version") << "[" + good + json(",{'plugin_id':'b','version':1.2,'download_url':'u'}]");
+        QTest::newRow("numeric release_notes") << "[" + good + json(",{'plugin_id':'b','version':'1','download_url':'u','release_notes':3}]");
+        QTest::newRow("top-level object") << good;
+    }
+    void rejectsWholeFeed()
+    {
+        QFETCH(QByteArray, document);
+        QVERIFY(!PluginVersionInfo::decodeFeed(document));
+    }
+
     // Applying: any installed version older counts; a rebuild uses the lowest installed version text.
     void applyVersusRebuild()
     {
         serveCatalog({fixtures::product("p", installBundles("p", {{"AU", "1.9"}, {"VST3", "1.10"}})), fixtures::product("q")});
-        manager->rebuildStates();
         serveFeed({version("p", "1.10"), version("q", "2.0")});
         QVERIFY(check());
         QCOMPARE(state("p").status, UpdateStatus::updateAvailable("1.10", *state("p").downloadURL));
@@ -75,7 +147,6 @@ private slots:
     void notifications()
     {
         serveCatalog({fixtures::product("p", installBundles("p", {{"AU", "1.0"}}))});
-        manager->rebuildStates();
         QSignalSpy states(manager.get(), &UpdateManager::statesChanged);
         QSignalSpy hubChanged(manager.get(), &UpdateManager::hubSelfUpdateChanged);
         serveFeed({version("p", "2.0"), version("unknown", "9.9"), version("p", "0.5"), version("hub", "1.3")});
@@ -84,19 +155,18 @@ private slots:
         QCOMPARE(state("p").status, UpdateStatus::upToDate()); // the later record wins
         QVERIFY(!manager->states().contains("unknown"));
         QCOMPARE(manager->hubSelfUpdate().status.kind, UpdateStatus::UpdateAvailable);
-        serveFeed({version("hub", "1.3")}); // the same record again: no notification
-        QVERIFY(check());
+        QVERIFY(check()); // the same record again: no notification
         serveFeed({version("hub", "1.0")}); // a later record that is not newer
         QVERIFY(check());
         QCOMPARE(manager->hubSelfUpdate().status.kind, UpdateStatus::UpToDate);
         QCOMPARE(hubChanged.count(), 2);
-        QCOMPARE(states.count(), 2);
+        QCOMPARE(states.count(), 4);
     }
 
     // A check while one runs returns at once; only a usable feed counts as a check.
     void checks()
     {
-        service.setRoute("/versions", LocalHttpService::Route{.body = json("[{'plugin_id':'p','version':'1'}]"), .delay = 100ms}); // no download_url
+        service.setRoute("/versions", Route{.body = json("[{'plugin_id':'p','version':'1'}]"), .delay = 100ms}); // no download_url
         const int before = service.requestCount("/versions");
         auto first = manager->checkForUpdates();
         QVERIFY(manager->isChecking());
@@ -117,7 +187,6 @@ private slots:
         QVERIFY(check());
         const int before = service.requestCount("/versions");
         serveCatalog({fixtures::product("p", installBundles("p", {{"AU", "1.0"}}))});
-        manager->rebuildStates();
         QTRY_COMPARE(state("p").status.kind, UpdateStatus::UpdateAvailable);
         QTRY_VERIFY(!manager->isChecking());
         manager->rebuildStates();
@@ -130,23 +199,89 @@ private slots:
     {
         const QString clap = TestSandbox::current().home() + "/.clap/Marsh.clap";
         QVERIFY(linuxbundles::installClap(clap, "marsh-noisy"));
-        serveCatalog({fixtures::product("p", QJsonObject{{"CLAP", ".clap/Marsh.clap"}})});
         const int before = host.pluginScanner.processesStarted();
-        manager->rebuildStates();
+        serveCatalog({fixtures::product("p", QJsonObject{{"CLAP", ".clap/Marsh.clap"}})});
         QCoro::waitFor(manager->finishPluginScans());
         QCOMPARE(state("p").installedVersions.value("CLAP"), "2.0.0");
         serveFeed({version("p", "3.0")});
         QVERIFY(check());
         QCOMPARE(state("p").status.kind, UpdateStatus::UpdateAvailable);
-        manager->rebuildStates();
+        manager->rebuildStates(); // unchanged: not scanned again
         QCoro::waitFor(manager->finishPluginScans());
-        QCOMPARE(host.pluginScanner.processesStarted(), before + 1);
         QVERIFY(linuxbundles::installClap(clap, "marsh-test"));
         manager->rebuildStates();
         QCoro::waitFor(manager->finishPluginScans());
         QCOMPARE(host.pluginScanner.processesStarted(), before + 2);
         QCOMPARE(state("p").installedVersions.value("CLAP"), "3.2.1");
         QCOMPARE(state("p").status, UpdateStatus::upToDate());
+    }
+
+    // The URL's last path component, decoded, trailing slashes ignored as a
+    // file manager would; `<id>.dmg` when that cannot name one file in
+    // Downloads; refused when the id cannot either.
+    void fileNames_data()
+    {
+        QTest::addColumn<QString>("url");
+        QTest::addColumn<QString>("id");
+        QTest::addColumn<QString>("expected"); // empty: refused
+        QTest::newRow("query and fragment dropped") << "https://dl.example/P.dmg?x=1#y" << "p" << "P.dmg";
+        QTest::newRow("trailing slashes") << "https://dl.example/a/files//" << "p" << "files";
+        QTest::newRow("path only a slash") << "https://dl.example/" << "p" << "p.dmg";
+        QTest::newRow("no path") << "https://dl.example" << "p" << "p.dmg";
+        QTest::newRow("escapes decoded") << "https://dl.example/My%20Plug%E2%84%A2.pkg" << "p" << "My Plug™.pkg";
+        QTest::newRow("dot dot") << "https://dl.example/a/%2E%2E" << "p" << "p.dmg";
+        QTest::newRow("escaped slash") << "https://dl.example/a/..%2F..%2Fetc%2Fpasswd" << "p" << "p.dmg";
+        QTest::newRow("id with slash refused") << "https://dl.example/" << "../p" << "";
+    }
+    void fileNames()
+    {
+        QFETCH(QString, url);
+        QFETCH(QString, id);
+        QTEST(installers::fileName(QUrl(url), id).value_or(QString()), "expected");
+    }
+
+    // An installer is saved and revealed whatever the HTTP status (every
+    // status reaching the body is the transfer's test), replacing an older
+    // file. One that breaks off, is compressed although asked not to be, or
+    // passes the installer ceiling leaves the older file alone and nothing
+    // else, and reveals nothing. (Every other way a transfer fails is the
+    // transfer's own test.)
+    void installerDownloads_data()
+    {
+        QTest::addColumn<Route>("route");
+        QTest::newRow("404 page") << Route{.status = 404, .body = "not found page"};
+        QTest::newRow("broken off") << Route{.body = QByteArray(4096, 'x'), .truncateAfter = 100};
+        QTest::newRow("gzip of nothing") << Route{.body = QByteArray("\x1f\x8b", 2), .headers = {{"Content-Encoding", "gzip"}}};
+        QTest::newRow("over the ceiling") << Route{.chunkSize = 4096, .generatedSize = qint64(1) << 40};
+    }
+    void installerDownloads()
+    {
+        QFETCH(Route, route);
+        const QString saved = TestSandbox::current().downloads() + "/Product.dmg";
+        const QByteArray older = "an older installer, longer than the new one";
+        QVERIFY(testfiles::write(saved, older));
+        service.setRoute("/files/Product.dmg", route);
+        const auto result = QCoro::waitFor(manager->download("p", service.url("/files/Product.dmg").toString(), true));
+        const bool ok = route.status == 404;
+        QCOMPARE(result.outcome.ok(), ok);
+        QCOMPARE(result.savedPath, ok ? saved : QString());
+        QCOMPARE(testfiles::read(saved), ok ? route.body : older);
+        QCOMPARE(host.revealer.revealed, ok ? QStringList{saved} : QStringList());
+        QCOMPARE(testfiles::downloadsListing(), QStringList{"Product.dmg"});
+        QVERIFY(manager->downloadingIds().isEmpty());
+    }
+
+    void oneDownloadPerProduct()
+    {
+        service.setRoute("/slow.dmg", Route{.body = "slow", .delay = 100ms});
+        service.setRoute("/other.dmg", Route{.body = "other"});
+        manager->downloadAndReveal("p", service.url("/slow.dmg").toString());
+        manager->downloadAndReveal("p", service.url("/slow.dmg").toString());
+        manager->downloadAndReveal("q", service.url("/other.dmg").toString());
+        QCOMPARE(manager->downloadingIds(), (QSet<QString>{"p", "q"}));
+        QTRY_VERIFY(manager->downloadingIds().isEmpty());
+        QCOMPARE(service.requestCount("/slow.dmg"), 1);
+        QCOMPARE(testfiles::downloadsListing(), (QStringList{"other.dmg", "slow.dmg"}));
     }
 };
 

@@ -1,3 +1,4 @@
+#include "platform/ServiceAddress.h"
 #include "platform/Transfer.h"
 #include "support/LocalHttpService.h"
 #include "support/TestSandbox.h"
@@ -7,26 +8,15 @@
 #include <QtTest>
 
 using namespace std::chrono_literals;
-using Route = LocalHttpService::Route;
 using platform::TransferLimits;
-Q_DECLARE_METATYPE(LocalHttpService::Route)
-
-namespace {
 
 constexpr qint64 Limit = 64 * 1024;
 const TransferLimits Tight{Limit, 300ms, 600ms};
 
-// Deflate as Content-Encoding: deflate expects it (qCompress adds a length).
-QByteArray deflated(const QByteArray &bytes)
-{
-    return qCompress(bytes, 9).mid(4);
-}
-
-} // namespace
-
-// The rules every request of the hub goes through, tried as a hostile or
-// broken service would. Limits are shrunk so that nothing waits for real.
-class TransferTest : public QObject
+// Where the hub may connect, and the rules every request goes through,
+// tried as a hostile or broken service would. Limits are shrunk so that
+// nothing waits for real.
+class NetworkTest : public QObject
 {
     Q_OBJECT
 
@@ -41,6 +31,41 @@ class TransferTest : public QObject
 private slots:
     void initTestCase() { QVERIFY(service.listen()); }
 
+    // Plain http only to this machine (the command-line test runs against
+    // 127.0.0.1); nothing that would lose the base path.
+    void serviceAddress_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<bool>("accepted");
+        QTest::newRow("https") << "https://api.quillmarsh.example" << true;
+        QTest::newRow("http localhost") << "http://localhost:9" << true;
+        QTest::newRow("http remote") << "http://api.quillmarsh.example" << false;
+        QTest::newRow("http lookalike") << "http://127.0.0.1.evil.example" << false;
+        QTest::newRow("ftp") << "ftp://127.0.0.1" << false;
+        QTest::newRow("query") << "https://a.example/?x=1" << false;
+    }
+    void serviceAddress()
+    {
+        QFETCH(QString, text);
+        QFETCH(bool, accepted);
+        QString error;
+        QCOMPARE(ServiceAddress::parse(text, &error).has_value(), accepted);
+        QCOMPARE(error.isEmpty(), accepted);
+    }
+
+    void serviceEndpoints()
+    {
+        const auto address = ServiceAddress::parse("https://staging.example/hub/");
+        QCOMPARE(address->catalogURL(), QUrl("https://staging.example/hub/api/hub/products"));
+        QCOMPARE(address->versionsURL(), QUrl("https://staging.example/hub/api/plugin-versions"));
+        // The environment must hold a usable address; the option wins over it.
+        qputenv(ServiceAddress::EnvironmentVariable, "http://remote.example");
+        QVERIFY(!ServiceAddress::resolve(std::nullopt));
+        QCOMPARE(ServiceAddress::resolve(QString("https://b.example"))->base(), QUrl("https://b.example"));
+        qunsetenv(ServiceAddress::EnvironmentVariable);
+        QCOMPARE(ServiceAddress::resolve(std::nullopt)->base(), ServiceAddress::defaultBase());
+    }
+
     // Each ends as a failure naming its cause, within the limits, holding
     // no more than the limit.
     void hostileBodies_data()
@@ -53,7 +78,8 @@ private slots:
         QTest::newRow("endless chunked") << Route{.chunkSize = 16 * 1024, .generatedSize = qint64(1) << 50}
                                          << "larger than the limit" << true;
         QTest::newRow("deflate bomb")
-            << Route{.body = deflated(QByteArray(32 * 1024 * 1024, '\0')), .headers = {{"Content-Encoding", "deflate"}}}
+            // zlib as Content-Encoding: deflate expects it (qCompress puts a length first)
+            << Route{.body = qCompress(QByteArray(32 * 1024 * 1024, '\0'), 9).mid(4), .headers = {{"Content-Encoding", "deflate"}}}
             << "" << false; // Qt's own ratio check or our limit, whichever is first
         QTest::newRow("corrupt gzip")
             << Route{.body = QByteArray("\x1f\x8b\x08\x00\x00\x00\x00\x00\x00\x03", 10) + QByteArray(200, '\x7f'),
@@ -130,5 +156,5 @@ private slots:
     }
 };
 
-HUB_TEST_MAIN(TransferTest)
-#include "tst_transfer.moc"
+HUB_TEST_MAIN(NetworkTest)
+#include "tst_network.moc"
