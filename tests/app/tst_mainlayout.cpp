@@ -10,6 +10,58 @@ class MainLayoutTest : public MainWindowFixture
 {
     Q_OBJECT
 
+    // The first card part, in view, that is squeezed to nothing, leaves its
+    // card or covers another part; empty when there is none.
+    QString cardProblems()
+    {
+        int cards = 0;
+        for (QQuickItem *card : visibleItems(tabView(), "productCard")) {
+            if (!sceneRect(child(main, "productList")).contains(sceneRect(card)))
+                continue;
+            ++cards;
+            QList<QQuickItem *> parts;
+            for (const char *name : {"productName", "categoryBadge", "updateBadge", "couponBadge", "stateBadge", "actionButton"})
+                if (QQuickItem *part = child(card, name); part && part->isVisible())
+                    parts << part;
+            for (QQuickItem *part : parts) {
+                const qreal least = qMin(part->implicitWidth(), part->objectName() == "productName" ? 40.0 : 20.0);
+                if (part->width() < least || !sceneRect(card).contains(sceneRect(part)))
+                    return part->objectName();
+                for (QQuickItem *other : parts)
+                    if (part != other && overlap(part, other))
+                        return part->objectName() + " / " + other->objectName();
+            }
+        }
+        return cards >= 4 ? QString() : QStringLiteral("%1 cards in view").arg(cards);
+    }
+
+    // The same for the table's rows: fixed version columns, a status that is
+    // never cut, a button within its column.
+    QString rowProblems()
+    {
+        const QRectF table = sceneRect(child(tabView(), "updateRows"));
+        const QList<QQuickItem *> rows = visibleItems(tabView(), "updateRow") << child(tabView(), "hubSelfUpdateRow");
+        for (QQuickItem *row : rows) {
+            if (!table.contains(sceneRect(row)) || row->height() <= 0)
+                continue;
+            const QString name = textOf(row, "productName");
+            if (child(row, "installedVersion")->width() != 100.0 || child(row, "latestVersion")->width() != 100.0)
+                return name + ": version columns";
+            QQuickItem *icon = child(row, "productIcon");
+            if (child(row, "productName")->width() < 20 || (icon->isVisible() && overlap(child(row, "productName"), icon)))
+                return name + ": name";
+            QQuickItem *status = child(row, "statusText");
+            QQuickItem *button = child(row, "updateButton");
+            if (status->property("truncated").toBool())
+                return name + ": status cut";
+            if (button->isVisible()
+                && (button->width() > 90 || overlap(status, button)
+                    || !sceneRect(button).contains(sceneRect(child(button, "buttonLabel")))))
+                return name + ": button";
+        }
+        return {};
+    }
+
 private slots:
     void initTestCase() { QVERIFY(open()); }
 
@@ -94,46 +146,12 @@ private slots:
             QVERIFY(harness->state.updateManager()->downloadingIds().contains("a"));
         }
 
+        // Cards and rows beyond the edge are made while the loop is idle and
+        // laid out on a later frame; a fault stays however long one waits.
         showTab(AppTab::Products);
-        int cards = 0;
-        for (QQuickItem *card : visibleItems(tabView(), "productCard")) {
-            if (!sceneRect(child(main, "productList")).contains(sceneRect(card)))
-                continue;
-            ++cards;
-            QList<QQuickItem *> parts;
-            for (const char *name : {"productName", "categoryBadge", "updateBadge", "couponBadge", "stateBadge", "actionButton"})
-                if (QQuickItem *part = child(card, name); part && part->isVisible())
-                    parts << part;
-            for (QQuickItem *part : parts) {
-                const qreal least = qMin(part->implicitWidth(), part->objectName() == "productName" ? 40.0 : 20.0);
-                QVERIFY2(part->width() >= least, qPrintable(part->objectName()));
-                QVERIFY2(sceneRect(card).contains(sceneRect(part)), qPrintable(part->objectName()));
-                for (QQuickItem *other : parts)
-                    QVERIFY2(part == other || !overlap(part, other), qPrintable(part->objectName() + " / " + other->objectName()));
-            }
-        }
-        QVERIFY(cards >= 4);
-
+        QTRY_COMPARE_WITH_TIMEOUT((main->grabWindow(), cardProblems()), QString(), 10000);
         showTab(AppTab::Updates);
-        settledFrame();
-        const QRectF table = sceneRect(child(tabView(), "updateRows"));
-        const QList<QQuickItem *> rows = visibleItems(tabView(), "updateRow") << child(tabView(), "hubSelfUpdateRow");
-        for (QQuickItem *row : rows) {
-            if (!table.contains(sceneRect(row)) || row->height() <= 0)
-                continue;
-            QCOMPARE(child(row, "installedVersion")->width(), 100.0);
-            QCOMPARE(child(row, "latestVersion")->width(), 100.0);
-            QVERIFY(child(row, "productName")->width() >= 20);
-            QVERIFY(!overlap(child(row, "productName"), child(row, "productIcon")) || !child(row, "productIcon")->isVisible());
-            QQuickItem *status = child(row, "statusText");
-            QQuickItem *button = child(row, "updateButton");
-            QVERIFY2(!status->property("truncated").toBool(), qPrintable(status->property("text").toString()));
-            if (!button->isVisible())
-                continue;
-            QVERIFY(button->width() <= 90);
-            QVERIFY(!overlap(status, button));
-            QVERIFY(sceneRect(button).contains(sceneRect(child(button, "buttonLabel"))));
-        }
+        QTRY_COMPARE_WITH_TIMEOUT((main->grabWindow(), rowProblems()), QString(), 10000);
         QTRY_VERIFY(harness->state.updateManager()->downloadingIds().isEmpty());
         main->resize(first);
         harness->l10n.setLanguage(AppLanguage::En);
@@ -149,7 +167,8 @@ private slots:
             list->setProperty("contentY", y);
             main->grabWindow();
         }
-        const QRect area = sceneRect(list).toAlignedRect();
+        // The scroll bar is left out: it fades on its own clock after scrolling.
+        const QRect area = sceneRect(list).toAlignedRect().adjusted(0, 0, -16, 0);
         const QImage scrolled = settledFrame().copy(area);
         const QSize size = main->size();
         main->resize(size + QSize(1, 0)); // a new size draws everything anew
