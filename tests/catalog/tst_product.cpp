@@ -4,12 +4,14 @@
 
 #include <QtTest>
 
+Q_DECLARE_METATYPE(Product)
+
 namespace {
 
 // A catalogue of one element with the required keys, and `extra` ones.
-QByteArray catalog(const QByteArray &extra = {}, const QString &id = "p1")
+QByteArray catalog(const QByteArray &extra = {})
 {
-    return "[{\"plugin_id\":\"" + id.toUtf8() + json("','display_name':'Plug One','category':'fx'") + extra + "}]";
+    return json("[{'plugin_id':'p1','display_name':'Plug One','category':'fx'") + extra + "}]";
 }
 
 Product make(const QString &id, const QString &category, qint64 sortOrder = 0, qint64 categorySortOrder = 0, const QString &title = {})
@@ -64,29 +66,26 @@ private slots:
         QVERIFY(!Product::decodeCatalog(document));
     }
 
-    // Links the catalogue gives win when they parse as absolute URLs.
+    // Links the catalogue gives win when they parse as absolute URLs; the
+    // maker's pages stand in for the rest.
     void links_data()
     {
-        QTest::addColumn<QByteArray>("extra");
-        QTest::addColumn<QString>("id");
+        QTest::addColumn<Product>("product");
         QTest::addColumn<QUrl>("productPage");
         QTest::addColumn<QUrl>("support");
         const QUrl supportFallback("https://www.quillmarsh.example/en/support");
-        QTest::newRow("given") << json(",'product_page_url':'https://a.example/p','support_url':'mailto:s@a.example'")
-                               << "abc" << QUrl("https://a.example/p") << QUrl("mailto:s@a.example");
-        QTest::newRow("empty or not a url") << json(",'product_page_url':'','support_url':'no scheme'")
-                                            << "abc" << QUrl("https://quillmarsh.example/en/abc") << supportFallback;
-        QTest::newRow("id needing escapes") << QByteArray() << "a b/c?d#é"
-                                            << QUrl("https://quillmarsh.example/en/a%20b%2Fc%3Fd%23%C3%A9") << supportFallback;
+        QTest::newRow("given") << Product{.id = "abc", .productPageURLString = "https://a.example/p", .supportURLString = "mailto:s@a.example"}
+                               << QUrl("https://a.example/p") << QUrl("mailto:s@a.example");
+        QTest::newRow("empty or not a url") << Product{.id = "abc", .productPageURLString = "", .supportURLString = "no scheme"}
+                                            << QUrl("https://quillmarsh.example/en/abc") << supportFallback;
+        QTest::newRow("id needing escapes") << Product{.id = "a b/c?d#é"} << QUrl("https://quillmarsh.example/en/a%20b%2Fc%3Fd%23%C3%A9")
+                                            << supportFallback;
     }
     void links()
     {
-        QFETCH(QByteArray, extra);
-        QFETCH(QString, id);
-        const auto products = Product::decodeCatalog(catalog(extra, id));
-        QVERIFY(products);
-        QTEST(products->first().productPageURL(), "productPage");
-        QTEST(products->first().supportURL(), "support");
+        QFETCH(Product, product);
+        QTEST(product.productPageURL(), "productPage");
+        QTEST(product.supportURL(), "support");
     }
 
     // Sections in the order of their first product's category key, equal

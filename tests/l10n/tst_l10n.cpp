@@ -9,7 +9,7 @@
 using VersionMap = QMap<QString, QString>;
 
 // The texts the hub shows: the language chosen, sentences built from
-// values, and the labels views derive from versions and names.
+// values, and the labels views derive from installed versions.
 class L10nTest : public QObject
 {
     Q_OBJECT
@@ -81,14 +81,6 @@ private slots:
         QFETCH(VersionMap, versions);
         QTEST(ProductListModel::versionDisplay(versions), "card");
         QTEST(UpdateRowsModel::installedVersionLabel(versions), "table");
-    }
-
-    // A product's tile shows two grapheme clusters, whatever they are made of.
-    void initials()
-    {
-        QCOMPARE((QStringList{ProductListModel::initials("Marsh Reverb"), ProductListModel::initials("🥁 Drums"),
-                              ProductListModel::initials("🇯🇵JP"), ProductListModel::initials("e\u0301te")}),
-                 (QStringList{"Ma", "🥁 ", "🇯🇵J", "e\u0301t"}));
     }
 };
 

@@ -100,7 +100,6 @@ private:
         for (const auto &[name, value] : route.headers)
             head += name + ": " + value + "\r\n";
         m_socket->write(head + "Connection: close\r\n\r\n");
-        m_streaming = true;
         pump();
     }
 
@@ -108,8 +107,8 @@ private:
     void pump()
     {
         const qint64 chunk = m_route.chunkSize;
-        while (m_streaming && !m_pausing && m_socket->state() == QAbstractSocket::ConnectedState
-               && m_sent < m_limit && m_socket->bytesToWrite() < HighWater) {
+        const bool connected = m_socket->state() == QAbstractSocket::ConnectedState;
+        while (connected && !m_pausing && m_sent < m_limit && m_socket->bytesToWrite() < HighWater) {
             qint64 length = std::min(BlockSize, m_limit - m_sent);
             QByteArray out;
             if (chunk > 0) {
@@ -128,9 +127,8 @@ private:
                 QTimer::singleShot(m_route.chunkInterval, this, [this] { m_pausing = false; pump(); });
             }
         }
-        if (!m_streaming || m_sent < m_limit)
+        if (!connected || m_sent < m_limit)
             return;
-        m_streaming = false;
         if (chunk > 0 && m_sent == m_size)
             m_socket->write("0\r\n\r\n");
         m_socket->disconnectFromHost(); // after what is queued; a truncated body ends here too
@@ -143,7 +141,6 @@ private:
     qint64 m_size = 0;
     qint64 m_limit = 0;
     qint64 m_sent = 0;
-    bool m_streaming = false;
     bool m_pausing = false;
 };
 
@@ -155,11 +152,6 @@ LocalHttpService::LocalHttpService(Scheme scheme)
         while (QTcpSocket *socket = m_server->nextPendingConnection())
             new Connection(socket, this);
     });
-}
-
-LocalHttpService::~LocalHttpService()
-{
-    m_server->close();
 }
 
 bool LocalHttpService::listen(quint16 port)

@@ -42,7 +42,6 @@ public:
     enum class Scheme { Http, Https };
 
     explicit LocalHttpService(Scheme scheme = Scheme::Http);
-    ~LocalHttpService() override;
 
     bool listen(quint16 port = 0); // port 0 picks a free one
     QUrl baseUrl() const;

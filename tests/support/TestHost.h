@@ -64,9 +64,7 @@ private:
 class TestHost
 {
 public:
-    TestHost() { network.setRedirectPolicy(QNetworkRequest::NoLessSafeRedirectPolicy); }
-
-    QNetworkAccessManager network;
+    QNetworkAccessManager network; // every transfer follows redirects itself
     platform::SystemHostPaths paths;
     platform::LibPlistReader propertyLists;
     platform::Json5ModuleInfoReader moduleInfo;
