@@ -17,23 +17,23 @@ class L10nTest : public QObject
 private slots:
     void init() { platform::hubSettings().clear(); }
 
+    // Only what the hub itself writes is understood. (With nothing stored
+    // the views' tests start in English.)
     void languageAtStart_data()
     {
-        QTest::addColumn<QVariant>("stored");
+        QTest::addColumn<QString>("stored");
         QTest::addColumn<AppLanguage>("expected");
-        QTest::newRow("nothing stored") << QVariant() << AppLanguage::En;
-        QTest::newRow("ja") << QVariant("ja") << AppLanguage::Ja;
-        QTest::newRow("fr") << QVariant("fr") << AppLanguage::En;
-        QTest::newRow("JA") << QVariant("JA") << AppLanguage::En;
+        QTest::newRow("ja") << "ja" << AppLanguage::Ja;
+        QTest::newRow("fr") << "fr" << AppLanguage::En;
+        QTest::newRow("JA") << "JA" << AppLanguage::En;
     }
     void languageAtStart()
     {
-        QFETCH(QVariant, stored);
-        if (stored.isValid())
-            platform::hubSettings().setValue(L10n::SettingsKey, stored);
+        QFETCH(QString, stored);
+        platform::hubSettings().setValue(L10n::SettingsKey, stored);
         QTEST(L10n().language(), "expected");
         // Creation never writes the choice back.
-        QCOMPARE(platform::hubSettings().value(L10n::SettingsKey), stored);
+        QCOMPARE(platform::hubSettings().value(L10n::SettingsKey).toString(), stored);
     }
 
     // Setting writes the choice, even an unchanged one; observers hear only changes.
