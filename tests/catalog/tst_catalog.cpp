@@ -1,5 +1,5 @@
 #include "catalog/Product.h"
-#include "support/Json.h"
+#include "support/Fixtures.h"
 #include "support/LinuxBundles.h"
 #include "support/PropertyListWriter.h"
 #include "support/TestHost.h"

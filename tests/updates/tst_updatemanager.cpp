@@ -1,6 +1,5 @@
 #include "catalog/ProductCatalogManager.h"
 #include "support/Fixtures.h"
-#include "support/Json.h"
 #include "support/LinuxBundles.h"
 #include "support/LocalHttpService.h"
 #include "support/PropertyListWriter.h"
@@ -58,7 +57,7 @@ private slots:
     {
         QDir(TestSandbox::current().downloads()).removeRecursively();
         host.revealer.revealed.clear();
-        catalog = std::make_unique<ProductCatalogManager>(TestSandbox::current().hubDirectory(), service.url("/catalog"), host.host);
+        catalog = std::make_unique<ProductCatalogManager>(host.paths.hubDirectory(), service.url("/catalog"), host.host);
         manager = std::make_unique<UpdateManager>(service.url("/versions"), host.host);
         manager->bindCatalog(catalog.get());
         serveFeed({});
