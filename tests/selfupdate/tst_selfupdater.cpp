@@ -303,7 +303,7 @@ private slots:
     // file is left.
     void installOutcomes_data()
     {
-        QTest::addColumn<Route>("route"); // the package when no body
+        QTest::addColumn<Route>("route");
         QTest::addColumn<QString>("signature");
         QTest::addColumn<qint64>("length");
         QTest::addColumn<UpdateProblem>("problem");
@@ -312,13 +312,14 @@ private slots:
         const qint64 size = package.size();
         QByteArray tampered = package;
         tampered[size / 2] = char(tampered[size / 2] ^ 0x01);
-        QTest::newRow("verified, an installer takes it") << Route{} << good << size << UpdateProblem::None << true;
-        QTest::newRow("verified, no installer") << Route{} << good << size << UpdateProblem::None << false;
-        QTest::newRow("signed by another key") << Route{} << Keys::generate().sign(package) << size << UpdateProblem::Signature << false;
+        const Route served{.body = package};
+        QTest::newRow("verified, an installer takes it") << served << good << size << UpdateProblem::None << true;
+        QTest::newRow("verified, no installer") << served << good << size << UpdateProblem::None << false;
+        QTest::newRow("signed by another key") << served << Keys::generate().sign(package) << size << UpdateProblem::Signature << false;
         QTest::newRow("one byte changed") << Route{.body = tampered} << good << size << UpdateProblem::Signature << false;
-        QTest::newRow("longer than the feed says") << Route{} << good << size - 1 << UpdateProblem::Length << false;
-        QTest::newRow("broken off") << Route{.truncateAfter = 5000} << good << size << UpdateProblem::Transfer << false;
-        QTest::newRow("cancelled part way") << Route{.chunkSize = 4096, .chunkInterval = 20ms} << good << size << UpdateProblem::None << false;
+        QTest::newRow("longer than the feed says") << served << good << size - 1 << UpdateProblem::Length << false;
+        QTest::newRow("broken off") << Route{.body = package, .truncateAfter = 5000} << good << size << UpdateProblem::Transfer << false;
+        QTest::newRow("cancelled part way") << Route{.body = package, .chunkSize = 4096, .chunkInterval = 20ms} << good << size << UpdateProblem::None << false;
     }
     void installOutcomes()
     {
@@ -332,8 +333,6 @@ private slots:
         offered.signature = signature;
         offered.length = QString::number(length);
         serveAppcast({offered.item()});
-        if (route.body.isEmpty())
-            route.body = package;
         service.setRoute("/releases/QuillmarshHub-1.1.0.deb", route);
 
         checkAsUser();

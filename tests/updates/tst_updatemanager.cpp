@@ -115,18 +115,18 @@ private slots:
         QVERIFY(!PluginVersionInfo::decodeFeed(good + json("{'plugin_id':'b','version':'1','download_url':'u','release_notes':3}]")));
     }
 
-    // Applying: any installed version older counts; a rebuild uses the lowest installed version text.
+    // Applying: any installed version older counts; a rebuild uses the
+    // lowest installed version text. (Products not installed are the status
+    // command's and the updates table's test.)
     void applyVersusRebuild()
     {
-        serveCatalog({fixtures::product("p", installBundles("p", {{"AU", "1.9"}, {"VST3", "1.10"}})), fixtures::product("q")});
-        serveFeed({version("p", "1.10"), version("q", "2.0")});
+        serveCatalog({fixtures::product("p", installBundles("p", {{"AU", "1.9"}, {"VST3", "1.10"}}))});
+        serveFeed({version("p", "1.10")});
         QVERIFY(check());
         QCOMPARE(state("p").status, UpdateStatus::updateAvailable("1.10", *state("p").downloadURL));
-        QCOMPARE(state("q").status.kind, UpdateStatus::NotInstalled);
         manager->rebuildStates();
         QCOMPARE(state("p").status, UpdateStatus::upToDate());
         QCOMPARE(state("p").latestVersion, QString("1.10"));
-        QCOMPARE(state("q").status.kind, UpdateStatus::NotInstalled);
     }
 
     // Product records apply in order, only to known products, each notifying;
@@ -192,7 +192,6 @@ private slots:
         QCOMPARE(state("p").installedVersions.value("CLAP"), "2.0.0");
         serveFeed({version("p", "3.0")});
         QVERIFY(check());
-        QCOMPARE(state("p").status.kind, UpdateStatus::UpdateAvailable);
         manager->rebuildStates(); // unchanged: not scanned again
         QCoro::waitFor(manager->finishPluginScans());
         QVERIFY(linuxbundles::installClap(clap, "marsh-test"));
