@@ -36,7 +36,7 @@ class AppStateTest : public QObject
 
     LocalHttpService service;
     TestHost host;
-    const QString hubDir = TestSandbox::current().hubDirectory();
+    const QString hubDir = host.paths.hubDirectory();
     const QString cacheFile = hubDir + "/product_catalog.json";
 
     std::unique_ptr<ProductCatalogManager> makeManager(std::chrono::milliseconds interval = 1h)

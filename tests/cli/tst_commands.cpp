@@ -124,50 +124,47 @@ private slots:
     void commands_data()
     {
         QTest::addColumn<QStringList>("arguments");
-        QTest::addColumn<Route>("served");   // the installer, or the hub's release when there is no installer
-        QTest::addColumn<QString>("file");   // the installer's name in its URL
+        QTest::addColumn<Route>("served");   // the installer, or for self-update the hub's release
         QTest::addColumn<int>("feedStatus");
         QTest::addColumn<int>("exitCode");
         QTest::addColumn<QByteArray>("out"); // all of stdout after exit 0, part of it otherwise
         QTest::addColumn<QByteArray>("err"); // part of stderr
-        QTest::addColumn<QString>("saved");  // the one file in Downloads afterwards
+        QTest::addColumn<QString>("saved");  // the one file in Downloads afterwards, as the installer's URL names it
         const QStringList downloadOld{"download", "old"};
         const Route good{.body = "installer bytes"}, release{.body = package};
-        const QString plain = "Old%20Installer.dmg";
-        QTest::newRow("status, feed down") << QStringList{"status", "--json"} << good << plain << 500 << 1 << QByteArray("\"old\"")
+        QTest::newRow("status, feed down") << QStringList{"status", "--json"} << good << 500 << 1 << QByteArray("\"old\"")
                                            << QByteArray("update check failed") << "";
-        QTest::newRow("download") << downloadOld << good << plain << 200 << 0 << QFile::encodeName(downloads() + "/Old Installer.dmg\n")
-                                  << QByteArray() << "Old Installer.dmg";
-        QTest::newRow("download, newline in the name") << downloadOld << good << "Old%0AInstaller.dmg" << 200 << 0
-                                                       << QFile::encodeName(downloads() + "/Old\\nInstaller.dmg\n") << QByteArray() << "Old\nInstaller.dmg";
-        QTest::newRow("download broken off") << downloadOld << Route{.body = QByteArray(1000, 'x'), .truncateAfter = 10} << plain << 200 << 1
+        QTest::newRow("download") << downloadOld << good << 200 << 0 << QFile::encodeName(downloads() + "/Old Installer.dmg\n") << QByteArray()
+                                  << "Old Installer.dmg";
+        QTest::newRow("download, newline in the name") << downloadOld << good << 200 << 0 << QFile::encodeName(downloads() + "/Old\\nInstaller.dmg\n")
+                                                       << QByteArray() << "Old\nInstaller.dmg";
+        QTest::newRow("download broken off") << downloadOld << Route{.body = QByteArray(1000, 'x'), .truncateAfter = 10} << 200 << 1
                                              << QByteArray() << QByteArray("download failed: the connection to 127.0.0.1 broke off") << "";
-        QTest::newRow("unknown id") << QStringList{"download", "nope"} << good << plain << 200 << 1 << QByteArray() << QByteArray("no product") << "";
-        QTest::newRow("up to date") << QStringList{"download", "current"} << good << plain << 200 << 1 << QByteArray() << QByteArray("no update") << "";
-        QTest::newRow("missing id") << QStringList{"download"} << good << plain << 200 << 2 << QByteArray() << QByteArray("Usage") << "";
+        QTest::newRow("unknown id") << QStringList{"download", "nope"} << good << 200 << 1 << QByteArray() << QByteArray("no product") << "";
+        QTest::newRow("up to date") << QStringList{"download", "current"} << good << 200 << 1 << QByteArray() << QByteArray("no update") << "";
+        QTest::newRow("missing id") << QStringList{"download"} << good << 200 << 2 << QByteArray() << QByteArray("Usage") << "";
         const QByteArray running = "Running version: 1.0.0\nNewest version: 1.1.0\n";
-        QTest::newRow("self-update") << QStringList{"self-update"} << release << "" << 200 << 0
+        QTest::newRow("self-update") << QStringList{"self-update"} << release << 200 << 0
                                      << running + QFile::encodeName(downloads() + "/QuillmarshHub-1.1.0.deb\n") << QByteArray() << "QuillmarshHub-1.1.0.deb";
-        QTest::newRow("self-update, check only") << QStringList{"self-update", "--check-only"} << release << "" << 200 << 0
+        QTest::newRow("self-update, check only") << QStringList{"self-update", "--check-only"} << release << 200 << 0
                                                  << running + "Update available: 1.1.0\n" << QByteArray() << "";
         QByteArray changed = package;
         changed[0] = char(changed[0] ^ 0x80);
-        QTest::newRow("self-update, one byte changed") << QStringList{"self-update"} << Route{.body = changed} << "" << 200 << 1
-                                                       << QByteArray() << QByteArray("signature") << "";
-        QTest::newRow("self-update, extra argument") << QStringList{"self-update", "now"} << release << "" << 200 << 2 << QByteArray()
-                                                     << QByteArray("Usage") << "";
+        QTest::newRow("self-update, one byte changed") << QStringList{"self-update"} << Route{.body = changed} << 200 << 1 << QByteArray()
+                                                       << QByteArray("signature") << "";
+        QTest::newRow("self-update, extra argument") << QStringList{"self-update", "now"} << release << 200 << 2 << QByteArray() << QByteArray("Usage") << "";
     }
     void commands()
     {
         QFETCH(QStringList, arguments);
         QFETCH(Route, served);
-        QFETCH(QString, file);
+        QFETCH(int, feedStatus);
         QFETCH(QByteArray, out);
         QFETCH(QByteArray, err);
         QFETCH(QString, saved);
-        QFETCH(int, feedStatus);
-        service.setRoute(file.isEmpty() ? ReleasePath : "/files/" + QUrl::fromPercentEncoding(file.toUtf8()), served);
-        serveVersions(feedStatus, file);
+        const QString installer = arguments[0] == "download" && !saved.isEmpty() ? saved : "Old Installer.dmg";
+        service.setRoute(arguments[0] == "self-update" ? ReleasePath : "/files/" + installer, served);
+        serveVersions(feedStatus, QUrl::toPercentEncoding(installer));
         const ProcessRun result = hub(arguments);
         QTEST(result.exitCode, "exitCode");
         QVERIFY2(result.exitCode == 0 ? result.out == out : result.out.contains(out), result.out.constData());

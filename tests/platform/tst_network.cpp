@@ -73,21 +73,16 @@ private slots:
         QTest::addColumn<Route>("route");
         QTest::addColumn<QString>("cause");
         QTest::addColumn<bool>("tooLarge");
-        const QByteArray big(Limit + 1, 'x');
-        QTest::newRow("announced too long") << Route{.body = big} << "larger than the limit" << true;
-        QTest::newRow("endless chunked") << Route{.chunkSize = 16 * 1024, .generatedSize = qint64(1) << 50}
-                                         << "larger than the limit" << true;
+        QTest::newRow("announced too long") << Route{.body = QByteArray(Limit + 1, 'x')} << "larger than the limit" << true;
+        QTest::newRow("endless chunked") << Route{.chunkSize = 16 * 1024, .generatedSize = qint64(1) << 50} << "larger than the limit" << true;
+        // zlib as Content-Encoding: deflate expects it (qCompress puts a length first); Qt's own
+        // ratio check or our limit stops it, whichever is first.
         QTest::newRow("deflate bomb")
-            // zlib as Content-Encoding: deflate expects it (qCompress puts a length first)
-            << Route{.body = qCompress(QByteArray(32 * 1024 * 1024, '\0'), 9).mid(4), .headers = {{"Content-Encoding", "deflate"}}}
-            << "" << false; // Qt's own ratio check or our limit, whichever is first
-        QTest::newRow("corrupt gzip")
-            << Route{.body = QByteArray("\x1f\x8b\x08\x00\x00\x00\x00\x00\x00\x03", 10) + QByteArray(200, '\x7f'),
-                     .headers = {{"Content-Encoding", "gzip"}}}
-            << "damaged compressed body" << false;
-        QTest::newRow("broken off") << Route{.body = QByteArray(4096, 'x'), .truncateAfter = 10} << "broke off" << false;
-        QTest::newRow("drip") << Route{.body = QByteArray(1000, 'x'), .chunkSize = 1, .chunkInterval = 20ms}
-                              << "timed out after 0.6 s" << false;
+            << Route{.body = qCompress(QByteArray(32 * 1024 * 1024, '\0'), 9).mid(4), .headers = {{"Content-Encoding", "deflate"}}} << "" << false;
+        const QByteArray gzipHead("\x1f\x8b\x08\x00\x00\x00\x00\x00\x00\x03", 10);
+        QTest::newRow("corrupt gzip") << Route{.body = gzipHead + QByteArray(200, '\x7f'), .headers = {{"Content-Encoding", "gzip"}}}
+                                      << "damaged compressed body" << false;
+        QTest::newRow("drip") << Route{.body = QByteArray(1000, 'x'), .chunkSize = 1, .chunkInterval = 20ms} << "timed out after 0.6 s" << false;
         QTest::newRow("silent") << Route{.hang = true} << "nothing arrived for 0.3 s" << false;
     }
     void hostileBodies()
@@ -129,30 +124,6 @@ private slots:
         QCOMPARE(fetched.body, followed ? QByteArray("arrived") : QByteArray());
         if (!followed)
             QVERIFY2(fetched.outcome.error.startsWith("refusing a redirect"), qPrintable(fetched.outcome.error));
-    }
-
-    // Whatever the status, the body is delivered and the transfer counts as
-    // complete; what a status means is the caller's business.
-    void everyStatusDeliversItsBody_data()
-    {
-        QTest::addColumn<int>("status");
-        for (const int status : {200, 400, 404, 407, 418, 451, 500, 503, 599})
-            QTest::addRow("%d", status) << status;
-    }
-    void everyStatusDeliversItsBody()
-    {
-        QFETCH(int, status);
-        service.setRoute("/status", Route{.status = status, .body = "page"});
-        QByteArray body;
-        platform::Transfer transfer(network, QNetworkRequest(service.url("/status")), Tight, [&](const QByteArray &chunk) {
-            body += chunk;
-            return true;
-        });
-        const auto result = QCoro::waitFor(transfer.run());
-        QVERIFY2(result.outcome.ok(), qPrintable(result.outcome.error));
-        QCOMPARE(result.httpStatus, status);
-        QCOMPARE(body, QByteArray("page"));
-        QCOMPARE(fetch("/status").outcome.ok(), status == 200);
     }
 };
 

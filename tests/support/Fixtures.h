@@ -4,7 +4,13 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QString>
+
+// JSON written with single quotes, so it reads cleanly inside C++ strings:
+// json("{'a':1}") is {"a":1}.
+inline QByteArray json(const char *singleQuoted)
+{
+    return QByteArray(singleQuoted).replace('\'', '"');
+}
 
 // Small catalogue and feed documents for tests.
 namespace fixtures {

@@ -2,15 +2,11 @@
 
 #include "Files.h"
 
-#include <QFile>
 #include <QHostAddress>
 #include <QSslKey>
 #include <QSslServer>
-#include <QSslSocket>
 #include <QTimer>
 #include <QtEndian>
-
-#include <algorithm>
 
 using namespace std::chrono_literals;
 
@@ -161,10 +157,7 @@ bool LocalHttpService::listen(quint16 port)
 
 QUrl LocalHttpService::baseUrl() const
 {
-    const bool https = m_scheme == Scheme::Https;
-    QUrl url;
-    url.setScheme(https ? "https" : "http");
-    url.setHost(https ? "localhost" : "127.0.0.1"); // the certificate names localhost
+    QUrl url(m_scheme == Scheme::Https ? "https://localhost" : "http://127.0.0.1"); // the certificate names localhost
     url.setPort(m_server->serverPort());
     return url;
 }

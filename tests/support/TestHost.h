@@ -17,53 +17,41 @@
 // browser, the wall clock and the package installer; the sleeper sleeps for
 // real but is watched. Paths and property lists are real, inside the
 // sandboxed HOME; the network only ever talks to LocalHttpService.
-class FixedClock final : public platform::Clock
+struct FixedClock final : platform::Clock
 {
-public:
     QDateTime time = QDateTime(QDate(2026, 11, 23), QTime(14, 5));
     QDateTime now() const override { return time; }
 };
 
-class RecordingRevealer final : public platform::FileRevealer
+struct RecordingRevealer final : platform::FileRevealer
 {
-public:
     QStringList revealed;
     void reveal(const QString &filePath) override { revealed << filePath; }
 };
 
-class RecordingUrlOpener final : public platform::UrlOpener
+struct RecordingUrlOpener final : platform::UrlOpener
 {
-public:
     QList<QUrl> opened;
     void open(const QUrl &url) override { opened << url; }
 };
 
 // Takes the package or not, as told.
-class RecordingPackageInstaller final : public platform::PackageInstaller
+struct RecordingPackageInstaller final : platform::PackageInstaller
 {
-public:
     bool takes = false;
     QStringList offered;
     QCoro::Task<bool> install(QString packagePath) override { offered << packagePath; co_return takes; }
 };
 
-class RecordingSleeper final : public platform::Sleeper
+struct RecordingSleeper final : platform::Sleeper
 {
-public:
     QList<std::chrono::milliseconds> waits;
-    QCoro::Task<> sleep(std::chrono::milliseconds duration, const QObject *owner) override
-    {
-        waits << duration;
-        return m_clock.sleep(duration, owner);
-    }
-
-private:
-    platform::BootClockSleeper m_clock;
+    platform::BootClockSleeper real;
+    QCoro::Task<> sleep(std::chrono::milliseconds duration, const QObject *owner) override { waits << duration; return real.sleep(duration, owner); }
 };
 
-class TestHost
+struct TestHost
 {
-public:
     QNetworkAccessManager network; // every transfer follows redirects itself
     platform::SystemHostPaths paths;
     platform::LibPlistReader propertyLists;

@@ -23,7 +23,6 @@ public:
 
     QString home() const { return m_dir.path(); }
     QString downloads() const { return home() + QStringLiteral("/Downloads"); }
-    QString hubDirectory() const { return home() + QStringLiteral("/.local/share/QuillmarshHub"); }
 
     static TestSandbox &current() { return *s_current; }
 
