@@ -36,7 +36,7 @@ struct Release
 {
     QString version{}, shortVersion{}, url{}, length{}, signature{}, os{};
     QString title = QStringLiteral("Quillmarsh Hub");
-    QString description{}, notesLink{};
+    QString description{};
     bool critical = false;
 
     QByteArray item(const QString &prefix = QStringLiteral("sparkle")) const
@@ -47,7 +47,7 @@ struct Release
         return ("<item>" + element("title", title.toHtmlEscaped()) + element("pubDate", "Mon, 23 Nov 2026 14:05:00 +0000")
                 + element(p + "version", version) + element(p + "shortVersionString", shortVersion)
                 + element("description", description.isEmpty() ? QString() : "<![CDATA[" + description + "]]>")
-                + element(p + "releaseNotesLink", notesLink.toHtmlEscaped()) + (critical ? "<" + p + "criticalUpdate/>" : QString())
+                + (critical ? "<" + p + "criticalUpdate/>" : QString())
                 + "<enclosure type=\"application/vnd.debian.binary-package\"" + attribute("url", url) + attribute("length", length)
                 + attribute(p + "edSignature", signature) + attribute(p + "os", os) + "/></item>")
             .toUtf8();

@@ -88,18 +88,14 @@ private slots:
     // a language.
     void notesFollowTheLanguage()
     {
-        Release notes = release("1.4.0");
-        notes.description = "<p>New <b>things</b></p>";
-        notes.notesLink = "https://www.quillmarsh.example/hub/notes/1.4.html";
-        QByteArray item = notes.item();
-        item.insert(item.indexOf("<enclosure"), "<description xml:lang=\"ja\">日本語</description><sparkle:releaseNotesLink "
-                                                 "xml:lang=\"ja\">https://www.quillmarsh.example/ja</sparkle:releaseNotesLink>");
-        const auto appcast = Appcast::parse(document({item}));
+        const auto appcast = Appcast::parse(document({itemWith("1.4.0", "<description><![CDATA[<p>New <b>things</b></p>]]></description>"
+            "<description xml:lang=\"ja\">日本語</description><sparkle:releaseNotesLink>https://www.quillmarsh.example/en</sparkle:releaseNotesLink>"
+            "<sparkle:releaseNotesLink xml:lang=\"ja\">https://www.quillmarsh.example/ja</sparkle:releaseNotesLink>")}));
         QVERIFY(appcast && appcast->items().size() == 1);
         const AppcastItem &parsed = appcast->items().first();
         QCOMPARE((QStringList{parsed.descriptionFor("en"), parsed.descriptionFor("ja"), parsed.releaseNotesLinkFor("en").toString(),
                               parsed.releaseNotesLinkFor("ja").toString()}),
-                 (QStringList{notes.description, "日本語", notes.notesLink, "https://www.quillmarsh.example/ja"}));
+                 (QStringList{"<p>New <b>things</b></p>", "日本語", "https://www.quillmarsh.example/en", "https://www.quillmarsh.example/ja"}));
     }
 
     // The namespace URI decides, whatever its prefix; a document that is not

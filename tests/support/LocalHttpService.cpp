@@ -2,7 +2,6 @@
 
 #include "Files.h"
 
-#include <QHostAddress>
 #include <QSslKey>
 #include <QSslServer>
 #include <QTimer>
@@ -150,23 +149,11 @@ LocalHttpService::LocalHttpService(Scheme scheme)
     });
 }
 
-bool LocalHttpService::listen(quint16 port)
-{
-    return m_server->isListening() || m_server->listen(QHostAddress::LocalHost, port);
-}
-
 QUrl LocalHttpService::baseUrl() const
 {
     QUrl url(m_scheme == Scheme::Https ? "https://localhost" : "http://127.0.0.1"); // the certificate names localhost
     url.setPort(m_server->serverPort());
     return url;
-}
-
-QUrl LocalHttpService::url(const QString &path) const
-{
-    QUrl result = baseUrl();
-    result.setPath(path);
-    return result;
 }
 
 void LocalHttpService::setFile(const QString &path, const QString &filePath, const QByteArray &contentType)

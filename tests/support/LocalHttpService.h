@@ -2,15 +2,15 @@
 
 #include <QByteArray>
 #include <QHash>
+#include <QHostAddress>
 #include <QList>
 #include <QObject>
 #include <QPair>
 #include <QString>
+#include <QTcpServer>
 #include <QUrl>
 
 #include <chrono>
-
-class QTcpServer;
 
 // A small HTTP/1.1 server on 127.0.0.1 for network tests and the demo
 // service: canned answers by exact path (the query is ignored), one request
@@ -43,9 +43,10 @@ public:
 
     explicit LocalHttpService(Scheme scheme = Scheme::Http);
 
-    bool listen(quint16 port = 0); // port 0 picks a free one
+    // 127.0.0.1 only; port 0 picks a free one.
+    bool listen(quint16 port = 0) { return m_server->isListening() || m_server->listen(QHostAddress::LocalHost, port); }
     QUrl baseUrl() const;
-    QUrl url(const QString &path) const;
+    QUrl url(const QString &path) const { QUrl result = baseUrl(); result.setPath(path); return result; }
 
     // Replaces whatever answered this path before.
     void setRoute(const QString &path, const Route &route) { m_routes.insert(path, route); }
