@@ -20,13 +20,12 @@
 
 namespace hubui {
 
-// The instance `member` of the live session, owned by C++ for the whole run.
+// A live session's object handed to QML, which must never delete it.
 template<typename T>
-T *sessionObject(QJSEngine *engine, T HubSession::*member)
+T *cppOwned(QJSEngine *engine, T &object)
 {
-    T *object = &(HubSession::current().*member);
-    engine->setObjectOwnership(object, QJSEngine::CppOwnership);
-    return object;
+    engine->setObjectOwnership(&object, QJSEngine::CppOwnership);
+    return &object;
 }
 
 } // namespace hubui
@@ -38,7 +37,7 @@ struct AppStateSingleton
     QML_NAMED_ELEMENT(AppState)
     QML_SINGLETON
 public:
-    static AppState *create(QQmlEngine *, QJSEngine *engine) { return hubui::sessionObject(engine, &HubSession::state); }
+    static AppState *create(QQmlEngine *, QJSEngine *engine) { return hubui::cppOwned(engine, HubSession::current().state); }
 };
 
 struct L10nSingleton
@@ -48,12 +47,7 @@ struct L10nSingleton
     QML_NAMED_ELEMENT(L10n)
     QML_SINGLETON
 public:
-    static L10n *create(QQmlEngine *, QJSEngine *engine)
-    {
-        L10n *l10n = &HubSession::current().l10n;
-        engine->setObjectOwnership(l10n, QJSEngine::CppOwnership);
-        return l10n;
-    }
+    static L10n *create(QQmlEngine *, QJSEngine *engine) { return hubui::cppOwned(engine, HubSession::current().l10n); }
 };
 
 struct LinksSingleton
@@ -65,7 +59,7 @@ struct LinksSingleton
 public:
     static DesktopLinks *create(QQmlEngine *, QJSEngine *engine)
     {
-        return hubui::sessionObject(engine, &HubSession::links);
+        return hubui::cppOwned(engine, HubSession::current().links);
     }
 };
 
@@ -78,7 +72,7 @@ struct ProductListModelSingleton
 public:
     static ProductListModel *create(QQmlEngine *, QJSEngine *engine)
     {
-        return hubui::sessionObject(engine, &HubSession::productList);
+        return hubui::cppOwned(engine, HubSession::current().productList);
     }
 };
 
@@ -91,7 +85,7 @@ struct UpdateRowsModelSingleton
 public:
     static UpdateRowsModel *create(QQmlEngine *, QJSEngine *engine)
     {
-        return hubui::sessionObject(engine, &HubSession::updateRows);
+        return hubui::cppOwned(engine, HubSession::current().updateRows);
     }
 };
 
@@ -104,7 +98,7 @@ struct SelfUpdaterSingleton
 public:
     static SelfUpdater *create(QQmlEngine *, QJSEngine *engine)
     {
-        return hubui::sessionObject(engine, &HubSession::selfUpdater);
+        return hubui::cppOwned(engine, HubSession::current().selfUpdater);
     }
 };
 
