@@ -2,13 +2,30 @@
 
 #include "app/HubSession.h"
 
+#include <QCoroSignal>
 #include <QFont>
+#include <QFontMetricsF>
 #include <QGuiApplication>
 #include <QQmlApplicationEngine>
+#include <QQmlComponent>
 #include <QQuickWindow>
 #include <QQuickStyle>
 
 namespace hubui {
+
+namespace {
+
+const QUrl MainWindowUrl(QStringLiteral("qrc:/Quillmarsh/Hub/app/Main.qml"));
+
+QQuickWindow *contentUp(QObject *root, HubSession &session)
+{
+    auto *window = qobject_cast<QQuickWindow *>(root);
+    if (window)
+        session.contentAppeared();
+    return window;
+}
+
+} // namespace
 
 void prepareEngine(QQmlEngine &engine)
 {
@@ -16,13 +33,29 @@ void prepareEngine(QQmlEngine &engine)
     engine.addImportPath(QStringLiteral("qrc:/"));
 }
 
+std::unique_ptr<QQmlComponent> startLoadingMainWindow(QQmlEngine &engine)
+{
+    auto component = std::make_unique<QQmlComponent>(&engine);
+    component->loadUrl(MainWindowUrl, QQmlComponent::Asynchronous);
+    return component;
+}
+
+QCoro::Task<QQuickWindow *> openMainWindow(QQmlComponent &component, HubSession &session)
+{
+    while (component.isLoading())
+        co_await qCoro(&component, &QQmlComponent::statusChanged);
+    std::unique_ptr<QObject> root(component.isReady() ? component.create() : nullptr);
+    if (!root) {
+        qWarning().noquote() << component.errorString();
+        co_return nullptr;
+    }
+    co_return contentUp(root.release(), session);
+}
+
 QQuickWindow *openMainWindow(QQmlApplicationEngine &engine, HubSession &session)
 {
-    engine.load(QUrl(QStringLiteral("qrc:/Quillmarsh/Hub/app/Main.qml")));
-    auto *window = engine.rootObjects().isEmpty() ? nullptr : qobject_cast<QQuickWindow *>(engine.rootObjects().constLast());
-    if (window)
-        session.contentAppeared();
-    return window;
+    engine.load(MainWindowUrl);
+    return engine.rootObjects().isEmpty() ? nullptr : contentUp(engine.rootObjects().constLast(), session);
 }
 
 void applyLook()
@@ -35,6 +68,11 @@ void applyLook()
     font.setFamilies({QStringLiteral("Inter"), QStringLiteral("Noto Sans CJK JP"), QStringLiteral("Noto Color Emoji")});
     font.setPixelSize(13);
     QGuiApplication::setFont(font);
+}
+
+void prepareFonts()
+{
+    QFontMetricsF(QGuiApplication::font()).height();
 }
 
 } // namespace hubui

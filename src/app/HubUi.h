@@ -1,7 +1,12 @@
 #pragma once
 
+#include <QCoroTask>
+
+#include <memory>
+
 class HubSession;
 class QQmlApplicationEngine;
+class QQmlComponent;
 class QQmlEngine;
 class QQuickWindow;
 
@@ -9,10 +14,21 @@ namespace hubui {
 
 // Lets `engine` find the module in the application's resources.
 void prepareEngine(QQmlEngine &engine);
-// Loads the main window and, its content up, starts `session`'s engine.
-// Null (with the errors logged) when the window cannot be made.
+
+// Starts reading the main window's types on the engine's loader thread and
+// returns at once, so that the session and the fonts are set up meanwhile.
+std::unique_ptr<QQmlComponent> startLoadingMainWindow(QQmlEngine &engine);
+// Once its types are in, makes the main window and, its content up, starts
+// `session`'s engine. The caller owns the window. Null (with the errors
+// logged) when the window cannot be made.
+QCoro::Task<QQuickWindow *> openMainWindow(QQmlComponent &component, HubSession &session);
+// Both steps at once, the engine owning the window: for tools and tests.
 QQuickWindow *openMainWindow(QQmlApplicationEngine &engine, HubSession &session);
+
 // Makes the fonts and the dark palette the same on every machine.
 void applyLook();
+// Reads the installed fonts and opens the default face now, while nothing
+// waits for them.
+void prepareFonts();
 
 } // namespace hubui

@@ -18,31 +18,39 @@ ApplicationWindow {
     color: HubColors.background
     palette: HubPalette {}
 
-    // Made on first use and kept until the process ends: showing the
-    // guide again brings back this same window.
-    property HelpWindow helpWindow: null
+    readonly property WindowSlot settings: WindowSlot {
+        owner: window
+        source: ("qrc:/Quillmarsh/Hub/l10n/SettingsWindow.qml")
+    }
+    readonly property WindowSlot about: WindowSlot {
+        owner: window
+        source: ("qrc:/Quillmarsh/Hub/app/AboutWindow.qml")
+    }
+    readonly property WindowSlot help: WindowSlot {
+        owner: window
+        source: ("qrc:/Quillmarsh/Hub/help/HelpWindow.qml")
+        standalone: true
+    }
+    readonly property WindowSlot selfUpdate: WindowSlot {
+        owner: window
+        source: ("qrc:/Quillmarsh/Hub/selfupdate/SelfUpdateWindow.qml")
+    }
 
-    // Both return the window they bring forward.
-    function openHelp() {
-        if (!helpWindow) {
-            // Owned by this window and first shown over it, but a window of
-            // its own rather than a dialog that rides on it.
-            helpWindow = helpWindowComponent.createObject(window, {placeOver: window})
-            helpWindow.transientParent = null
+    // Made when the hub's own updater first has something to say; from
+    // then on it shows and hides itself.
+    Connections {
+        target: SelfUpdater
+        function onWorthShowingChanged() {
+            if (SelfUpdater.worthShowing)
+                window.selfUpdate.make()
         }
-        helpWindow.present()
-        return helpWindow
     }
-
-    function openSettings() {
-        settingsWindow.present()
-        return settingsWindow
-    }
+    Component.onCompleted: if (SelfUpdater.worthShowing) selfUpdate.make()
 
     menuBar: HubMenuBar {
-        onAboutRequested: aboutWindow.present()
-        onSettingsRequested: window.openSettings()
-        onHelpRequested: window.openHelp()
+        onAboutRequested: window.about.present()
+        onSettingsRequested: window.settings.present()
+        onHelpRequested: window.help.present()
         onQuitRequested: Qt.quit()
     }
 
@@ -54,21 +62,11 @@ ApplicationWindow {
     Shortcut {
         sequence: "Ctrl+,"
         context: Qt.ApplicationShortcut
-        onActivated: window.openSettings()
+        onActivated: window.settings.present()
     }
     Shortcut {
         sequence: "Ctrl+Q"
         context: Qt.ApplicationShortcut
         onActivated: Qt.quit()
-    }
-
-    SettingsWindow { id: settingsWindow }
-    AboutWindow { id: aboutWindow }
-    // Shows itself when the hub's own updater has something to say.
-    SelfUpdateWindow { id: selfUpdateWindow }
-
-    Component {
-        id: helpWindowComponent
-        HelpWindow {}
     }
 }

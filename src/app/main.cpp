@@ -6,6 +6,8 @@
 
 #include <QGuiApplication>
 #include <QQmlApplicationEngine>
+#include <QQmlComponent>
+#include <QQuickWindow>
 #include <QQmlExtensionPlugin>
 #include <QTextStream>
 
@@ -26,6 +28,14 @@ QStringList argumentsOf(int argc, char *argv[])
     for (int i = 0; i < argc; ++i)
         arguments << QString::fromLocal8Bit(argv[i]);
     return arguments;
+}
+
+// Shows the main window once its types are in; ends the run when it cannot be made.
+QCoro::Task<> showWindow(QQmlComponent &component, HubSession &session, std::unique_ptr<QQuickWindow> &window)
+{
+    window.reset(co_await hubui::openMainWindow(component, session));
+    if (!window)
+        QCoreApplication::exit(1);
 }
 
 int runWindow(int argc, char *argv[], const cli::Invocation &invocation)
@@ -49,6 +59,12 @@ int runWindow(int argc, char *argv[], const cli::Invocation &invocation)
         return 2;
     }
 
+    QQmlApplicationEngine engine;
+    hubui::prepareEngine(engine);
+    // The window's types load on the engine's own thread while the session
+    // reads its catalogue and the fonts are set up here.
+    const std::unique_ptr<QQmlComponent> mainWindow = hubui::startLoadingMainWindow(engine);
+
     // Created in this order and kept for the whole run.
     HubSession session(platform::Host::system(), *service, SelfUpdateConfig::fromEnvironment(), L10n::shared());
     // Checks for the hub's own releases from now on, window or not.
@@ -56,11 +72,10 @@ int runWindow(int argc, char *argv[], const cli::Invocation &invocation)
     // Only once a software installer has taken the hub's new package.
     QObject::connect(&session.selfUpdater, &SelfUpdater::quitRequested, &app, &QCoreApplication::quit,
                      Qt::QueuedConnection);
+    hubui::prepareFonts();
 
-    QQmlApplicationEngine engine;
-    hubui::prepareEngine(engine);
-    if (!hubui::openMainWindow(engine, session))
-        return 1;
+    std::unique_ptr<QQuickWindow> window;
+    showWindow(*mainWindow, session, window);
     return app.exec();
 }
 

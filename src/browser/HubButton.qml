@@ -36,21 +36,28 @@ Button {
     contentItem: RowLayout {
         spacing: control.spacing
 
-        Item {
-            visible: control.busy
+        // Made only while busy: few buttons ever are.
+        Loader {
+            active: control.busy
+            visible: active
             Layout.preferredWidth: control.spinnerSize
             Layout.preferredHeight: control.spinnerSize
-            BusyIndicator {
-                objectName: "buttonSpinner"
-                anchors.centerIn: parent
-                // Drawn at 0.6 of its size, which fills the frame.
-                width: control.spinnerSize / 0.6
-                height: width
-                padding: 0
-                scale: 0.6
-                running: control.busy
-                palette.dark: "black"
+            // The button's ids are in scope here; this qmllint does not know it.
+            // qmllint disable unqualified
+            sourceComponent: Item {
+                BusyIndicator {
+                    objectName: "buttonSpinner"
+                    anchors.centerIn: parent
+                    // Drawn at 0.6 of its size, which fills the frame.
+                    width: control.spinnerSize / 0.6
+                    height: width
+                    padding: 0
+                    scale: 0.6
+                    running: control.busy
+                    palette.dark: "black"
+                }
             }
+            // qmllint enable unqualified
         }
         Text {
             objectName: "buttonLabel"

@@ -33,7 +33,7 @@ Rectangle {
     // The coupon, then the button: the stops Tab visits, in reading order.
     function tabStops() {
         const stops = []
-        for (const stop of [coupon, actionSlot.item]) {
+        for (const stop of [coupon.item, actionSlot.item]) {
             if (stop && stop.visible && stop.enabled)
                 stops.push(stop)
         }
@@ -126,35 +126,52 @@ Rectangle {
                     Layout.minimumWidth: Math.min(implicitWidth, 30)
                     label: card.badgeLabel
                 }
-                UpdateBadge {
-                    visible: card.updateAvailable
+                // Badges, the version line and the command exist only while
+                // they show: most cards have none of them, and every item a
+                // card makes is paid for again by each card on screen.
+                Loader {
+                    active: card.updateAvailable
+                    visible: active
+                    sourceComponent: UpdateBadge {}
                 }
-                CouponBadge {
+                Loader {
                     id: coupon
                     Layout.fillWidth: true
                     Layout.maximumWidth: implicitWidth
                     Layout.minimumWidth: Math.min(implicitWidth, 36)
-                    visible: card.hasCoupon
-                    code: card.couponCode
-                    label: card.couponLabel
-                    hasLabel: card.hasCouponLabel
-                    openURL: card.couponURL
-                    Keys.onTabPressed: card.tab(coupon, true)
-                    Keys.onBacktabPressed: card.tab(coupon, false)
+                    active: card.hasCoupon
+                    visible: active
+                    // The card's ids are in scope here; this qmllint does not know it.
+                    // qmllint disable unqualified
+                    sourceComponent: CouponBadge {
+                        id: couponBadge
+                        code: card.couponCode
+                        label: card.couponLabel
+                        hasLabel: card.hasCouponLabel
+                        openURL: card.couponURL
+                        Keys.onTabPressed: () => card.tab(couponBadge, true)
+                        Keys.onBacktabPressed: () => card.tab(couponBadge, false)
+                    }
+                    // qmllint enable unqualified
                 }
                 Item {
                     Layout.fillWidth: true
                 }
             }
 
-            Text {
-                objectName: "versionLine"
-                visible: text !== ""
-                text: card.versionLine
-                textFormat: Text.PlainText
-                font.family: "monospace"
-                font.pixelSize: 11
-                color: HubColors.textSecondary
+            Loader {
+                active: card.versionLine !== ""
+                visible: active
+                // qmllint disable unqualified
+                sourceComponent: Text {
+                    objectName: "versionLine"
+                    text: card.versionLine
+                    textFormat: Text.PlainText
+                    font.family: "monospace"
+                    font.pixelSize: 11
+                    color: HubColors.textSecondary
+                }
+                // qmllint enable unqualified
             }
         }
 
@@ -166,50 +183,55 @@ Rectangle {
             }
             // The one command the state calls for; nothing, not even
             // spacing, while the state is being probed.
-            Item {
+            Loader {
                 id: actionSlot
-                readonly property Item item: card.updateAvailable ? updateButton
-                                           : card.installState === HubInstallState.Installed ? supportButton
-                                           : card.installState === HubInstallState.NotInstalled ? learnMoreButton
-                                           : null
                 visible: item !== null
-                implicitWidth: item ? item.implicitWidth : 0
-                implicitHeight: item ? item.implicitHeight : 0
-
-                HubButton {
-                    id: updateButton
-                    // Only the one shown is the card's action.
-                    objectName: actionSlot.item === this ? "actionButton" : ""
-                    visible: actionSlot.item === this
-                    size: "small"
-                    busy: card.downloading
-                    text: card.downloading ? "..." : (L10n.japanese ? "アップデート" : "Update")
-                    // The manager refuses a second download anyway; this just says so.
-                    enabled: !card.downloading
-                    onClicked: AppState.updateManager.downloadAndReveal(card.productId, card.downloadURL)
-                    Keys.onTabPressed: card.tab(this, true)
-                    Keys.onBacktabPressed: card.tab(this, false)
-                }
-                SupportButton {
-                    id: supportButton
-                    objectName: actionSlot.item === this ? "actionButton" : ""
-                    visible: actionSlot.item === this
-                    text: L10n.japanese ? "サポート" : "Support"
-                    onClicked: Links.openUrl(card.supportURL)
-                    Keys.onTabPressed: card.tab(this, true)
-                    Keys.onBacktabPressed: card.tab(this, false)
-                }
-                HubButton {
-                    id: learnMoreButton
-                    objectName: actionSlot.item === this ? "actionButton" : ""
-                    visible: actionSlot.item === this
-                    size: "small"
-                    text: L10n.japanese ? "詳細" : "Learn More"
-                    onClicked: Links.openUrl(card.productPageURL)
-                    Keys.onTabPressed: card.tab(this, true)
-                    Keys.onBacktabPressed: card.tab(this, false)
-                }
+                sourceComponent: card.updateAvailable ? updateAction
+                               : card.installState === HubInstallState.Installed ? supportAction
+                               : card.installState === HubInstallState.NotInstalled ? learnMoreAction
+                               : null
             }
         }
     }
+
+    // qmllint disable unqualified
+    Component {
+        id: updateAction
+        HubButton {
+            id: updateButton
+            objectName: "actionButton"
+            size: "small"
+            busy: card.downloading
+            text: card.downloading ? "..." : (L10n.japanese ? "アップデート" : "Update")
+            // The manager refuses a second download anyway; this just says so.
+            enabled: !card.downloading
+            onClicked: () => AppState.updateManager.downloadAndReveal(card.productId, card.downloadURL)
+            Keys.onTabPressed: () => card.tab(updateButton, true)
+            Keys.onBacktabPressed: () => card.tab(updateButton, false)
+        }
+    }
+    Component {
+        id: supportAction
+        SupportButton {
+            id: supportButton
+            objectName: "actionButton"
+            text: L10n.japanese ? "サポート" : "Support"
+            onClicked: () => Links.openUrl(card.supportURL)
+            Keys.onTabPressed: () => card.tab(supportButton, true)
+            Keys.onBacktabPressed: () => card.tab(supportButton, false)
+        }
+    }
+    Component {
+        id: learnMoreAction
+        HubButton {
+            id: learnMoreButton
+            objectName: "actionButton"
+            size: "small"
+            text: L10n.japanese ? "詳細" : "Learn More"
+            onClicked: () => Links.openUrl(card.productPageURL)
+            Keys.onTabPressed: () => card.tab(learnMoreButton, true)
+            Keys.onBacktabPressed: () => card.tab(learnMoreButton, false)
+        }
+    }
+    // qmllint enable unqualified
 }

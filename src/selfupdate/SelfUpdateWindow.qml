@@ -3,8 +3,7 @@ import QtQuick.Layouts
 import Quillmarsh.Hub
 
 // The hub's own update dialogs: one window whose content follows the
-// self-updater's state. The updater decides what is worth showing; this
-// window only hides what an automatic check has no business showing.
+// self-updater's state, shown while the updater finds it worth showing.
 HubWindow {
     id: window
     objectName: "selfUpdateWindow"
@@ -16,20 +15,7 @@ HubWindow {
     title: L10n.japanese ? "ソフトウェア・アップデート" : "Software Update"
 
     readonly property int updaterState: SelfUpdater.state
-    readonly property bool wanted: {
-        switch (updaterState) {
-        case SelfUpdater.UpdateAvailable:
-        case SelfUpdater.Downloading:
-        case SelfUpdater.ReadyToInstall:
-            return true
-        case SelfUpdater.Checking:
-        case SelfUpdater.UpToDate:
-        case SelfUpdater.Failed:
-            return SelfUpdater.userInitiated
-        default:
-            return false
-        }
-    }
+    readonly property bool wanted: SelfUpdater.worthShowing
 
     // Shown and hidden imperatively: a bound `visible` would be broken by
     // the first time the user closes the window.

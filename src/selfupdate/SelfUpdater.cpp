@@ -321,20 +321,43 @@ void SelfUpdater::closeSession()
     setProblem(UpdateProblem::None, {});
 }
 
+bool SelfUpdater::isWorthShowing() const
+{
+    switch (m_state) {
+    case UpdateAvailable:
+    case Downloading:
+    case ReadyToInstall:
+        return true;
+    case Checking:
+    case UpToDate:
+    case Failed:
+        return m_userInitiated;
+    case Idle:
+        break;
+    }
+    return false;
+}
+
 void SelfUpdater::setState(State state)
 {
     if (state == m_state)
         return;
+    const bool wasWorthShowing = isWorthShowing();
     m_state = state;
     emit stateChanged();
+    if (isWorthShowing() != wasWorthShowing)
+        emit worthShowingChanged();
 }
 
 void SelfUpdater::setUserInitiated(bool userInitiated)
 {
     if (userInitiated == m_userInitiated)
         return;
+    const bool wasWorthShowing = isWorthShowing();
     m_userInitiated = userInitiated;
     emit userInitiatedChanged();
+    if (isWorthShowing() != wasWorthShowing)
+        emit worthShowingChanged();
 }
 
 void SelfUpdater::setOffer(std::optional<AppcastItem> offer)

@@ -34,6 +34,9 @@ class SelfUpdater : public QObject
     Q_OBJECT
     Q_PROPERTY(State state READ state NOTIFY stateChanged)
     Q_PROPERTY(bool userInitiated READ userInitiated NOTIFY userInitiatedChanged)
+    // Whether the session's window should show the state: anything on offer
+    // or under way always, checks and their endings only when asked for.
+    Q_PROPERTY(bool worthShowing READ isWorthShowing NOTIFY worthShowingChanged)
     Q_PROPERTY(QString currentVersion READ currentVersion CONSTANT)
     Q_PROPERTY(bool automaticChecks READ automaticChecks CONSTANT)
 
@@ -87,6 +90,7 @@ public:
 
     State state() const { return m_state; }
     bool userInitiated() const { return m_userInitiated; }
+    bool isWorthShowing() const;
     QString currentVersion() const { return m_currentVersion; }
     bool automaticChecks() const { return m_config.automaticChecks; }
     const SelfUpdateConfig &config() const { return m_config; }
@@ -156,6 +160,7 @@ public:
 signals:
     void stateChanged();
     void userInitiatedChanged();
+    void worthShowingChanged();
     void offerChanged();
     void releaseNotesChanged();
     void progressChanged();
