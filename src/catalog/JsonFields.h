@@ -1,19 +1,25 @@
 #pragma once
 
-#include <QJsonObject>
 #include <QMap>
 #include <QString>
 
 #include <optional>
 
+namespace json {
+struct Member;
+}
+
 // Reads typed fields from one JSON object and remembers whether any of them
 // broke the format, so a decoder can reject the whole document at the end.
-// JSON null counts as an absent key; a wrong type is an error.
+// JSON null counts as an absent key; a wrong type is an error. A key given
+// twice means its last value.
 class JsonFields
 {
 public:
-    explicit JsonFields(const QJsonObject &object)
-        : m_object(object)
+    // The members of one object, in document order.
+    JsonFields(const json::Member *members, qsizetype count)
+        : m_members(members)
+        , m_count(count)
     {
     }
 
@@ -27,12 +33,11 @@ public:
     std::optional<QMap<QString, QString>> optionalStringMap(QLatin1StringView key);
 
 private:
-    bool fail()
-    {
-        m_ok = false;
-        return false;
-    }
+    void fail() { m_ok = false; }
 
-    QJsonObject m_object;
+    const json::Member *present(QLatin1StringView key) const;
+
+    const json::Member *m_members;
+    qsizetype m_count;
     bool m_ok = true;
 };

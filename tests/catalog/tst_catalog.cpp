@@ -155,6 +155,38 @@ private slots:
         QVERIFY(!Product::decodeCatalog(document));
     }
 
+    // Forms the parser refuses or reads otherwise by itself, read as the hub
+    // always has. An empty list: rejected.
+    void readsEarlierForms_data()
+    {
+        QTest::addColumn<QByteArray>("document");
+        QTest::addColumn<QList<Product>>("expected");
+        const Product minimal{.id = "p1", .displayName = "Plug One", .category = "fx"};
+        auto with = [&](auto change) {
+            Product product = minimal;
+            change(product);
+            return QList<Product>{product};
+        };
+        QTest::newRow("byte order mark") << "\xEF\xBB\xBF" + catalog() << QList<Product>{minimal};
+        QTest::newRow("ignored integers beyond 64 bits")
+            << catalog(json(",'x':[123456789012345678901234567890,-99999999999999999999]")) << QList<Product>{minimal};
+        QTest::newRow("sort_order integer beyond 64 bits") << catalog(json(",'sort_order':18446744073709551616")) << QList<Product>{};
+        QTest::newRow("repeated keys: the last counts")
+            << catalog(json(",'sort_order':'3','sort_order':3,'badge_label':'FX','badge_label':null,"
+                            "'install_formats':{'AU':1,'AU':'a'}"))
+            << with([](Product &p) { p.sortOrder = 3, p.installFormats = Product::FormatPaths{{"AU", "a"}}; });
+        QTest::newRow("repeated format, last not a string") << catalog(json(",'install_formats':{'AU':'a','AU':1}")) << QList<Product>{};
+        QTest::newRow("unpaired surrogate escapes")
+            << catalog(json(",'x':'\\udc00','badge_label':'\\ud83d!\\ud83d\\ude00'"))
+            << with([](Product &p) { p.badgeLabel = QString::fromUtf8("\xEF\xBF\xBD!\xF0\x9F\x98\x80"); });
+    }
+    void readsEarlierForms()
+    {
+        QFETCH(QByteArray, document);
+        QFETCH(QList<Product>, expected);
+        QCOMPARE(Product::decodeCatalog(document).value_or(QList<Product>()), expected);
+    }
+
     // Links the catalogue gives win when they parse as absolute URLs; the
     // maker's pages stand in for the rest.
     void links_data()
