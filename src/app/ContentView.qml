@@ -132,8 +132,10 @@ Rectangle {
                 id: detail
                 objectName: "detail"
                 SplitView.fillWidth: true
-                // Only the selected tab's view exists.
-                sourceComponent: AppState.selectedTab === AppTab.Updates ? updatesPage : productsPage
+                // Only the selected tab's view exists; the updates view's
+                // types are read the first time it is chosen.
+                sourceComponent: AppState.selectedTab === AppTab.Updates ? null : productsPage
+                source: AppState.selectedTab === AppTab.Updates ? "qrc:/Quillmarsh/Hub/updates/UpdateView.qml" : ""
             }
         }
     }
@@ -142,8 +144,5 @@ Rectangle {
         id: productsPage
         ProductListView {}
     }
-    Component {
-        id: updatesPage
-        UpdateView {}
-    }
+
 }

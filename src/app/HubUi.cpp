@@ -70,9 +70,26 @@ void applyLook()
     QGuiApplication::setFont(font);
 }
 
+QList<FontFace> firstFrameFaces()
+{
+    return {
+        {13, QFont::Normal}, {13, QFont::Medium}, {13, QFont::DemiBold}, {12, QFont::Normal},
+        {12, QFont::DemiBold}, {11, QFont::Medium}, {11, QFont::DemiBold}, {10, QFont::Medium},
+        {9, QFont::DemiBold}, {9, QFont::Bold}, {16, QFont::DemiBold}, {18, QFont::Bold},
+        {11, QFont::Normal, true}, {9, QFont::Medium, true},
+    };
+}
+
 void prepareFonts()
 {
-    QFontMetricsF(QGuiApplication::font()).height();
+    for (const FontFace face : firstFrameFaces()) {
+        QFont font = QGuiApplication::font();
+        if (face.monospace)
+            font.setFamily(QStringLiteral("monospace"));
+        font.setPixelSize(face.pixelSize);
+        font.setWeight(face.weight);
+        QFontMetricsF(font).height();
+    }
 }
 
 } // namespace hubui

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <QCoroTask>
+#include <QFont>
+#include <QList>
 
 #include <memory>
 
@@ -27,8 +29,19 @@ QQuickWindow *openMainWindow(QQmlApplicationEngine &engine, HubSession &session)
 
 // Makes the fonts and the dark palette the same on every machine.
 void applyLook();
-// Reads the installed fonts and opens the default face now, while nothing
-// waits for them.
+// A size and weight of the application's font, or of the desktop's
+// fixed-pitch font (version numbers, coupon codes).
+struct FontFace
+{
+    int pixelSize;
+    QFont::Weight weight;
+    bool monospace = false;
+    friend bool operator==(const FontFace &, const FontFace &) = default;
+};
+// Every face the products tab draws text in.
+QList<FontFace> firstFrameFaces();
+// Reads the installed fonts and opens the first frame's faces now, while the
+// window's types load, so they are ready when it is made.
 void prepareFonts();
 
 } // namespace hubui

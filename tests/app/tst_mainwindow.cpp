@@ -28,6 +28,30 @@ class MainWindowTest : public MainWindowFixture
 private slots:
     void initTestCase() { QVERIFY(open()); }
 
+    // Each face the products tab draws (here with versions, updates and
+    // coupons) was opened before the window was made.
+    void firstFrameFacesArePrepared()
+    {
+        showTab(AppTab::Products);
+        const QList<hubui::FontFace> prepared = hubui::firstFrameFaces();
+        QStringList missing;
+        const std::function<void(QQuickItem *)> visit = [&](QQuickItem *item) {
+            if (!item->isVisible())
+                return;
+            if (item->inherits("QQuickText") && !item->property("text").toString().isEmpty()) {
+                const QFont font = item->property("font").value<QFont>();
+                const bool monospace = font.family() == "monospace";
+                if (!prepared.contains(hubui::FontFace{font.pixelSize(), font.weight(), monospace}))
+                    missing << QStringLiteral("%1 px, weight %2").arg(font.pixelSize()).arg(font.weight());
+            }
+            for (QQuickItem *child : item->childItems())
+                visit(child);
+        };
+        visit(main->contentItem());
+        missing.removeDuplicates();
+        QVERIFY2(missing.isEmpty(), qPrintable(missing.join(", ")));
+    }
+
     // F10 opens the first menu and Alt with a title's letter its menu, in
     // both languages, with the keyboard in the menu.
     void menusFromTheKeyboard_data()
