@@ -92,7 +92,7 @@ private:
     // What each applied catalogue brings: the installs probed afresh, then
     // the update states rebuilt from them.
     void applyCatalogue();
-    static HubInstallState stateOf(const Product &product, const QString &homePath);
+    void refreshAllStates(InstallProbe &probe);
     void setProductState(const QString &productId, HubInstallState state);
     void startBackgroundTasks();
 

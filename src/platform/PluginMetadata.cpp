@@ -8,9 +8,9 @@
 
 namespace platform {
 
-std::optional<QString> Json5ModuleInfoReader::version(const QString &bundlePath) const
+std::optional<QString> Json5ModuleInfoReader::version(const QByteArray &bundlePath) const
 {
-    const auto bytes = readRegularFile(bundlePath + QStringLiteral("/Contents/Resources/moduleinfo.json"), MaximumFileSize);
+    const auto bytes = readRegularFile((bundlePath + "/Contents/Resources/moduleinfo.json").constData(), MaximumFileSize);
     if (!bytes)
         return std::nullopt;
     return versionInBytes(*bytes);

@@ -32,9 +32,14 @@ std::optional<QByteArray> refuse(QString *why, const QString &reason)
 
 std::optional<QByteArray> readRegularFile(const QString &path, qint64 limit, QString *why)
 {
+    return readRegularFile(QFile::encodeName(path).constData(), limit, why);
+}
+
+std::optional<QByteArray> readRegularFile(const char *path, qint64 limit, QString *why)
+{
     // O_NONBLOCK: opening a FIFO must not wait for a writer. The type is
     // checked on the opened descriptor, so a swapped path cannot slip by.
-    const Descriptor file{::open(QFile::encodeName(path).constData(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC)};
+    const Descriptor file{::open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC)};
     if (file.fd < 0)
         return refuse(why, QString::fromLocal8Bit(std::strerror(errno)));
     struct stat status {};

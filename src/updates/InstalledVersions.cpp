@@ -6,17 +6,15 @@
 #include "platform/PluginScanner.h"
 #include "platform/PropertyListReader.h"
 
-#include <QFile>
-
 #include <sys/stat.h>
 
 namespace {
 
 // The type bits of what `path` names, links followed; 0 when nothing is there.
-mode_t fileType(const QString &path)
+mode_t fileType(const QByteArray &path)
 {
     struct stat status {};
-    return ::stat(QFile::encodeName(path).constData(), &status) == 0 ? status.st_mode & S_IFMT : 0;
+    return ::stat(path.constData(), &status) == 0 ? status.st_mode & S_IFMT : 0;
 }
 
 // What a scan found, or, when the file has not been scanned as it is now,
@@ -31,23 +29,23 @@ std::optional<QString> scanned(platform::PluginKind kind, const QString &path, c
 }
 
 // Info.plist first, as on every platform; then the metadata of the kind
-// of plug-in found at the path, judged by what is there.
-std::optional<QString> bundleVersion(const QString &path, const platform::Host &host,
+// of plug-in found at the path (of type `type`), judged by what is there.
+std::optional<QString> bundleVersion(const InstallPaths::Location &location, mode_t type, const platform::Host &host,
                                      QList<UpdateManager::PendingScan> *pending)
 {
-    const mode_t type = fileType(path);
     if (type == 0)
         return std::nullopt; // nothing there, so no bundle to read
-    if (auto version = host.propertyLists.readString(path + QStringLiteral("/Contents/Info.plist"),
-                                                     "CFBundleShortVersionString"))
+    const QByteArray &path = location.native;
+    if (auto version = host.propertyLists.readString(path + "/Contents/Info.plist",
+                                                     QLatin1StringView("CFBundleShortVersionString")))
         return version;
     if (S_ISDIR(type)) {
-        if (S_ISREG(fileType(path + QStringLiteral("/manifest.ttl"))))
-            return scanned(platform::PluginKind::Lv2, path, host, pending);
+        if (S_ISREG(fileType(path + "/manifest.ttl")))
+            return scanned(platform::PluginKind::Lv2, location.path, host, pending);
         return host.moduleInfo.version(path);
     }
-    if (S_ISREG(type) && path.endsWith(QLatin1String(".clap"), Qt::CaseInsensitive))
-        return scanned(platform::PluginKind::Clap, path, host, pending);
+    if (S_ISREG(type) && location.path.endsWith(QLatin1String(".clap"), Qt::CaseInsensitive))
+        return scanned(platform::PluginKind::Clap, location.path, host, pending);
     return std::nullopt;
 }
 
@@ -56,11 +54,20 @@ std::optional<QString> bundleVersion(const QString &path, const platform::Host &
 QMap<QString, QString> UpdateManager::installedVersions(const Product &product, const platform::Host &host,
                                                         QList<PendingScan> *pending)
 {
+    InstallPaths paths;
+    paths.update({product}, host.paths.homePath());
+    InstallProbe probe(paths);
+    return installedVersions(probe, 0, host, pending);
+}
+
+QMap<QString, QString> UpdateManager::installedVersions(InstallProbe &probe, qsizetype entry,
+                                                        const platform::Host &host, QList<PendingScan> *pending)
+{
     QMap<QString, QString> versions;
-    const Product::FormatPaths paths = product.resolvedPaths(host.paths.homePath());
-    for (auto it = paths.cbegin(); it != paths.cend(); ++it) {
-        if (auto version = bundleVersion(it.value(), host, pending))
-            versions.insert(it.key(), *version);
+    const auto locations = probe.paths().of(entry);
+    for (size_t i = 0; i < locations.size(); ++i) {
+        if (auto version = bundleVersion(locations[i], probe.type(entry, i), host, pending))
+            versions.insert(locations[i].format, *version);
     }
     return versions;
 }

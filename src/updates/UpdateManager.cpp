@@ -136,12 +136,22 @@ void UpdateManager::rebuildStates()
 {
     if (!m_catalog)
         return;
+    InstallProbe probe(m_catalog->installPaths());
+    rebuildStates(probe);
+}
+
+void UpdateManager::rebuildStates(InstallProbe &probe)
+{
+    if (!m_catalog)
+        return;
 
     QList<PendingScan> pending;
     QHash<QString, ProductUpdateState> rebuilt;
-    rebuilt.reserve(m_catalog->products().size());
-    for (const Product &product : m_catalog->products()) {
-        ProductUpdateState state{product, installedVersions(product, m_host, &pending), {}, {}, {}};
+    const QList<Product> &products = probe.paths().products();
+    rebuilt.reserve(products.size());
+    for (qsizetype i = 0; i < products.size(); ++i) {
+        const Product &product = products[i];
+        ProductUpdateState state{product, installedVersions(probe, i, m_host, &pending), {}, {}, {}};
         // Plain text order, not version order: "1.10" sorts before "1.9".
         const QStringList texts = state.installedVersions.values();
         const auto lowest = std::min_element(texts.cbegin(), texts.cend());

@@ -2,6 +2,7 @@
 
 #include "PluginVersionInfo.h"
 #include "UpdateStatus.h"
+#include "catalog/InstallProbe.h"
 #include "catalog/Product.h"
 #include "platform/Download.h"
 #include "platform/Outcome.h"
@@ -75,6 +76,9 @@ public:
     Q_INVOKABLE void check() { checkForUpdates(); }
     // Installed versions afresh from disk, latest versions remembered.
     Q_INVOKABLE void rebuildStates();
+    // The same for the products `probe` looks at, through its look at
+    // their install paths.
+    void rebuildStates(InstallProbe &probe);
     // At most one download per product; returns at once.
     Q_INVOKABLE void downloadAndReveal(const QString &pluginId, const QString &downloadURL);
     // The same download, awaitable, for the command line.
@@ -96,6 +100,9 @@ public:
     // Plug-ins not scanned as they are now are added to `pending`.
     static QMap<QString, QString> installedVersions(const Product &product, const platform::Host &host,
                                                     QList<PendingScan> *pending = nullptr);
+    // The same for catalogue entry `entry` of what `probe` looks at.
+    static QMap<QString, QString> installedVersions(InstallProbe &probe, qsizetype entry, const platform::Host &host,
+                                                    QList<PendingScan> *pending);
     // Resumes once the plug-in scans that rebuilds started have ended and
     // their versions are in the states.
     QCoro::Task<> finishPluginScans();
