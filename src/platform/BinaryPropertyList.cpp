@@ -2,10 +2,11 @@
 
 #include "PropertyListLimits.h"
 
+#include <QVarLengthArray>
+
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
-#include <vector>
 
 namespace platform::binaryplist {
 namespace {
@@ -74,9 +75,9 @@ public:
         object.start = at;
         object.count = marker & 0x0F;
         switch (object.kind) {
-        case Simple: // null, false, true
+        case Simple: // false, true
             object.count = 0;
-            return marker == 0x00 || marker == 0x08 || marker == 0x09;
+            return marker == 0x08 || marker == 0x09;
         case Integer:
             return object.count <= 3 && fits(at, quint64(1) << object.count);
         case Real:
@@ -110,7 +111,7 @@ public:
         const quint64 unit = object.kind == Utf16 ? 2 : object.kind >= Array ? quint64(m_refSize) : 1;
         if (object.count > m_size || !fits(object.start, object.count * unit))
             return false;
-        return object.kind != Utf16 || pairedSurrogates(object);
+        return object.kind != Utf16 || wellFormedUtf16(object);
     }
 
     // The `index`th reference of a container; may name no object.
@@ -167,8 +168,11 @@ private:
         return char16_t(number(m_data + string.start + 2 * index, 2));
     }
 
-    bool pairedSurrogates(const Object &string) const
+    // Empty UTF-16 text is refused as other readers refuse it.
+    bool wellFormedUtf16(const Object &string) const
     {
+        if (string.count == 0)
+            return false;
         for (quint64 i = 0; i < string.count; ++i) {
             const char16_t u = unit(string, i);
             if (QChar::isLowSurrogate(u))
@@ -207,7 +211,8 @@ bool isSound(const Objects &objects)
         uint8_t state = Unseen;
         uint8_t height = 0;
     };
-    std::vector<Seen> seen(objects.count());
+    // Information files hold a few dozen objects: no allocation for those.
+    QVarLengthArray<Seen, 64> seen(qsizetype(objects.count()));
 
     struct Frame
     {
@@ -217,10 +222,10 @@ bool isSound(const Objects &objects)
         uint8_t height = 1;
         qint64 nodes = 1;
     };
-    std::vector<Frame> stack;
+    QVarLengthArray<Frame, 16> stack;
     auto open = [&](quint64 index) {
         Frame frame{index, {}};
-        if (!objects.read(index, frame.object) || stack.size() >= size_t(MaximumDepth))
+        if (!objects.read(index, frame.object) || stack.size() >= MaximumDepth)
             return false;
         if (frame.object.kind != Array && frame.object.kind != Dictionary)
             frame.object.count = 0; // a scalar: nothing to follow
@@ -248,16 +253,16 @@ bool isSound(const Objects &objects)
                     return false;
                 continue;
             }
-            if (stack.size() + seen[child].height > size_t(MaximumDepth))
+            if (stack.size() + seen[child].height > MaximumDepth)
                 return false;
             frame.height = std::max<uint8_t>(frame.height, seen[child].height + 1);
             frame.nodes = std::min(MaximumNodes + 1, frame.nodes + seen[child].nodes);
             continue;
         }
         const Frame done = frame;
-        stack.pop_back();
+        stack.removeLast();
         seen[done.index] = {done.nodes, Done, done.height};
-        if (done.nodes > MaximumNodes || stack.size() + done.height > size_t(MaximumDepth))
+        if (done.nodes > MaximumNodes || stack.size() + done.height > MaximumDepth)
             return false;
         if (!stack.empty()) {
             Frame &parent = stack.back();

@@ -19,39 +19,73 @@
 namespace platform {
 namespace {
 
-void appendStatus(QByteArray &stamp, const struct stat &status)
+constexpr qsizetype StatusSize = 4 * sizeof(qint64);
+
+// Size, time of last change and inode; zeros when the file could not be
+// looked at (no file has inode 0).
+void appendStatus(QByteArray &stamp, const struct stat *status)
 {
-    const qint64 fields[] = {qint64(status.st_size), qint64(status.st_mtim.tv_sec), qint64(status.st_mtim.tv_nsec),
-                             qint64(status.st_ino)};
+    const qint64 fields[] = {status ? qint64(status->st_size) : 0, status ? qint64(status->st_mtim.tv_sec) : 0,
+                             status ? qint64(status->st_mtim.tv_nsec) : 0, status ? qint64(status->st_ino) : 0};
+    static_assert(sizeof fields == StatusSize);
     stamp.append(reinterpret_cast<const char *>(fields), sizeof fields);
 }
 
 // What identifies a file or bundle as it is now: size, time of last change
-// and inode of the file, or of the folder and each Turtle file of an LV2
-// bundle (listed in the folder's own order, which holds while the folder is
-// unchanged; a changed folder has a new time of its own).
-QByteArray stamp(PluginKind kind, const QString &path)
+// and inode of the file, or of the folder and then of each Turtle file of
+// an LV2 bundle by name (listed in the folder's own order).
+QByteArray stamp(PluginKind kind, const QByteArray &path)
 {
-    const QByteArray native = QFile::encodeName(path);
     struct stat status {};
-    if (::stat(native.constData(), &status) != 0)
+    if (::stat(path.constData(), &status) != 0)
         return QByteArrayLiteral("missing");
     QByteArray stamp;
-    appendStatus(stamp, status);
+    appendStatus(stamp, &status);
     if (kind == PluginKind::Clap)
         return stamp;
-    if (DIR *folder = ::opendir(native.constData())) {
+    if (DIR *folder = ::opendir(path.constData())) {
         while (const dirent *entry = ::readdir(folder)) {
             const size_t length = std::strlen(entry->d_name);
             if (length < 4 || std::strcmp(entry->d_name + length - 4, ".ttl") != 0)
                 continue;
             stamp.append(entry->d_name, qsizetype(length) + 1);
-            if (::fstatat(::dirfd(folder), entry->d_name, &status, 0) == 0)
-                appendStatus(stamp, status);
+            const bool found = ::fstatat(::dirfd(folder), entry->d_name, &status, 0) == 0;
+            appendStatus(stamp, found ? &status : nullptr);
         }
         ::closedir(folder);
     }
     return stamp;
+}
+
+// Whether `stamp` still describes what is at `path`, without listing the
+// folder again: a folder whose own status is unchanged holds the same
+// entries (adding, removing or renaming one gives it a new time), so only
+// the Turtle files the stamp names need looking at.
+bool stampHolds(const QByteArray &path, const QByteArray &stamp)
+{
+    struct stat status {};
+    if (::stat(path.constData(), &status) != 0)
+        return stamp == "missing";
+    QByteArray now;
+    appendStatus(now, &status);
+    if (!stamp.startsWith(now))
+        return false;
+    QByteArray file = path + '/';
+    const qsizetype folderLength = file.size();
+    for (qsizetype at = StatusSize; at < stamp.size();) {
+        const qsizetype nameLength = stamp.indexOf('\0', at) - at;
+        if (nameLength < 0 || at + nameLength + 1 + StatusSize > stamp.size())
+            return false;
+        file.truncate(folderLength);
+        file.append(stamp.constData() + at, nameLength);
+        at += nameLength + 1;
+        now.clear();
+        appendStatus(now, ::stat(file.constData(), &status) == 0 ? &status : nullptr);
+        if (std::memcmp(now.constData(), stamp.constData() + at, StatusSize) != 0)
+            return false;
+        at += StatusSize;
+    }
+    return true;
 }
 
 void limitChild()
@@ -125,10 +159,10 @@ QString ProcessPluginScanner::defaultScannerPath()
         + QStringLiteral("/" QUILLMARSH_HUB_LIBEXEC_FROM_BIN "/quillmarsh-hub-plugin-scan");
 }
 
-ScanResult ProcessPluginScanner::known(PluginKind kind, const QString &path) const
+ScanResult ProcessPluginScanner::known(PluginKind, const QString &path) const
 {
     const auto entry = m_entries.constFind(path);
-    if (entry == m_entries.cend() || entry->stamp != stamp(kind, path))
+    if (entry == m_entries.cend() || !stampHolds(QFile::encodeName(path), entry->stamp))
         return {};
     return {true, entry->version};
 }
@@ -136,7 +170,7 @@ ScanResult ProcessPluginScanner::known(PluginKind kind, const QString &path) con
 QCoro::Task<> ProcessPluginScanner::scan(PluginKind kind, QString path)
 {
     // Stamped before the scan: a file that changes meanwhile is scanned again.
-    QByteArray before = stamp(kind, path);
+    QByteArray before = stamp(kind, QFile::encodeName(path));
     std::optional<QString> version = co_await run(kind, path);
     m_entries.insert(path, Entry{std::move(before), std::move(version)});
 }

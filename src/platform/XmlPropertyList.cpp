@@ -3,10 +3,10 @@
 #include "PropertyListLimits.h"
 
 #include <QByteArray>
+#include <QVarLengthArray>
 
 #include <array>
 #include <cstring>
-#include <string>
 #include <string_view>
 #include <utility>
 
@@ -40,10 +40,18 @@ bool isDeclarationChar(char c)
 }
 
 // A DOCTYPE's public identifier and system literal, quotes left out.
+constexpr std::array<bool, 256> LiteralChars = [] {
+    std::array<bool, 256> chars{};
+    for (int c = 0; c < 256; ++c)
+        chars[c] = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
+    for (const char c : std::string_view(" \r\n-()+,./:=?;!*#@$_%"))
+        chars[uchar(c)] = true;
+    return chars;
+}();
+
 bool isLiteralChar(char c)
 {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == ' ' || c == '\r'
-        || c == '\n' || std::strchr("-()+,./:=?;!*#@$_%", c) != nullptr;
+    return LiteralChars[uchar(c)];
 }
 
 // The attributes of <plist>: no markup, quotes or references inside.
@@ -68,22 +76,25 @@ constexpr std::array<bool, 256> StopsText = [] {
     return stops;
 }();
 
-void appendUtf8(std::string &out, char32_t c)
+// A key or value as read; keys and versions are short.
+using Text = QVarLengthArray<char, 128>;
+
+void appendUtf8(Text &out, char32_t c)
 {
     if (c < 0x80) {
-        out += char(c);
+        out.append(char(c));
     } else if (c < 0x800) {
-        out += char(0xC0 | (c >> 6));
-        out += char(0x80 | (c & 0x3F));
+        out.append(char(0xC0 | (c >> 6)));
+        out.append(char(0x80 | (c & 0x3F)));
     } else if (c < 0x10000) {
-        out += char(0xE0 | (c >> 12));
-        out += char(0x80 | ((c >> 6) & 0x3F));
-        out += char(0x80 | (c & 0x3F));
+        out.append(char(0xE0 | (c >> 12)));
+        out.append(char(0x80 | ((c >> 6) & 0x3F)));
+        out.append(char(0x80 | (c & 0x3F)));
     } else {
-        out += char(0xF0 | (c >> 18));
-        out += char(0x80 | ((c >> 12) & 0x3F));
-        out += char(0x80 | ((c >> 6) & 0x3F));
-        out += char(0x80 | (c & 0x3F));
+        out.append(char(0xF0 | (c >> 18)));
+        out.append(char(0x80 | ((c >> 12) & 0x3F)));
+        out.append(char(0x80 | ((c >> 6) & 0x3F)));
+        out.append(char(0x80 | (c & 0x3F)));
     }
 }
 
@@ -323,7 +334,7 @@ private:
     }
 
     // After "&": one of the five named references or a character reference.
-    bool reference(std::string *out)
+    bool reference(Text *out)
     {
         const char *name = m_pos;
         const char *semicolon = name;
@@ -354,7 +365,7 @@ private:
     // After a start tag of `element`: its text and end tag. Rich text (keys
     // and strings) may hold references, comments and CDATA; the rest only
     // characters. The text, as read, goes to `out` when given.
-    bool text(Element element, std::string *out, bool rich)
+    bool text(Element element, Text *out, bool rich)
     {
         if (out)
             out->clear();
@@ -363,7 +374,7 @@ private:
             while (m_pos < m_end && !StopsText[uchar(*m_pos)])
                 ++m_pos;
             if (out)
-                out->append(run, size_t(m_pos - run));
+                out->append(run, m_pos - run);
             if (m_pos == m_end)
                 return false;
             if (*m_pos == '<') {
@@ -382,7 +393,7 @@ private:
                     if (!closed)
                         return false;
                     if (out)
-                        out->append(start, size_t(m_pos - 3 - start));
+                        out->append(start, m_pos - 3 - start);
                 } else {
                     return false;
                 }
@@ -397,7 +408,7 @@ private:
                 if (!character())
                     return false;
                 if (out)
-                    out->append(c, size_t(m_pos - c));
+                    out->append(c, m_pos - c);
             }
         }
     }
@@ -447,13 +458,13 @@ private:
                 break;
             case Element::Key:
             case Element::String: {
-                std::string *out = (isKey ? top.root : wanted) ? &m_text : nullptr;
+                Text *out = (isKey ? top.root : wanted) ? &m_text : nullptr;
                 if (out)
                     out->clear();
                 if (!empty && !text(*element, out, true))
                     return false;
                 if (isKey && top.root)
-                    top.keyMatched = m_text == m_key;
+                    top.keyMatched = std::string_view(m_text.data(), size_t(m_text.size())) == m_key;
                 else if (wanted)
                     m_found = QString::fromUtf8(m_text.data(), qsizetype(m_text.size()));
                 break;
@@ -474,7 +485,7 @@ private:
     const char *m_pos;
     const char *const m_end;
     const std::string_view m_key;
-    std::string m_text;
+    Text m_text;
     std::optional<QString> m_found;
 };
 

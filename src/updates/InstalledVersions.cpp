@@ -6,6 +6,8 @@
 #include "platform/PluginScanner.h"
 #include "platform/PropertyListReader.h"
 
+#include <QVarLengthArray>
+
 #include <sys/stat.h>
 
 namespace {
@@ -33,13 +35,12 @@ std::optional<QString> scanned(platform::PluginKind kind, const QString &path, c
 std::optional<QString> bundleVersion(const InstallPaths::Location &location, mode_t type, const platform::Host &host,
                                      QList<UpdateManager::PendingScan> *pending)
 {
-    if (type == 0)
-        return std::nullopt; // nothing there, so no bundle to read
     const QByteArray &path = location.native;
-    if (auto version = host.propertyLists.readString(path + "/Contents/Info.plist",
-                                                     QLatin1StringView("CFBundleShortVersionString")))
-        return version;
     if (S_ISDIR(type)) {
+        // Only a folder can hold Contents/Info.plist.
+        if (auto version = host.propertyLists.readString(path + "/Contents/Info.plist",
+                                                         QLatin1StringView("CFBundleShortVersionString")))
+            return version;
         if (S_ISREG(fileType(path + "/manifest.ttl")))
             return scanned(platform::PluginKind::Lv2, location.path, host, pending);
         return host.moduleInfo.version(path);
@@ -57,17 +58,28 @@ QMap<QString, QString> UpdateManager::installedVersions(const Product &product, 
     InstallPaths paths;
     paths.update({product}, host.paths.homePath());
     InstallProbe probe(paths);
-    return installedVersions(probe, 0, host, pending);
+    QMap<QString, QString> versions;
+    readInstalledVersions(probe, 0, host, pending, versions);
+    return versions;
 }
 
-QMap<QString, QString> UpdateManager::installedVersions(InstallProbe &probe, qsizetype entry,
-                                                        const platform::Host &host, QList<PendingScan> *pending)
+void UpdateManager::readInstalledVersions(InstallProbe &probe, qsizetype entry, const platform::Host &host,
+                                          QList<PendingScan> *pending, QMap<QString, QString> &versions)
 {
-    QMap<QString, QString> versions;
     const auto locations = probe.paths().of(entry);
+    QVarLengthArray<std::pair<const QString *, QString>, 8> found; // in format order, as the map keeps them
     for (size_t i = 0; i < locations.size(); ++i) {
         if (auto version = bundleVersion(locations[i], probe.type(entry, i), host, pending))
-            versions.insert(locations[i].format, *version);
+            found.append({&locations[i].format, std::move(*version)});
     }
-    return versions;
+    // Unchanged versions keep their map rather than have it made again.
+    bool same = versions.size() == found.size();
+    auto kept = versions.cbegin();
+    for (qsizetype i = 0; same && i < found.size(); ++i, ++kept)
+        same = kept.key() == *found[i].first && kept.value() == found[i].second;
+    if (same)
+        return;
+    versions.clear();
+    for (const auto &[format, version] : found)
+        versions.insert(*format, version);
 }

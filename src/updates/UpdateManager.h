@@ -100,9 +100,6 @@ public:
     // Plug-ins not scanned as they are now are added to `pending`.
     static QMap<QString, QString> installedVersions(const Product &product, const platform::Host &host,
                                                     QList<PendingScan> *pending = nullptr);
-    // The same for catalogue entry `entry` of what `probe` looks at.
-    static QMap<QString, QString> installedVersions(InstallProbe &probe, qsizetype entry, const platform::Host &host,
-                                                    QList<PendingScan> *pending);
     // Resumes once the plug-in scans that rebuilds started have ended and
     // their versions are in the states.
     QCoro::Task<> finishPluginScans();
@@ -126,6 +123,10 @@ private:
     void applyVersions(const QList<PluginVersionInfo> &records);
     void applyHubRecord(const PluginVersionInfo &record);
     QCoro::Task<> scanPlugins(QList<PendingScan> pending);
+    // installedVersions of catalogue entry `entry` of what `probe` looks
+    // at, put into `versions`.
+    static void readInstalledVersions(InstallProbe &probe, qsizetype entry, const platform::Host &host,
+                                      QList<PendingScan> *pending, QMap<QString, QString> &versions);
     void setChecking(bool checking);
     void setDownloading(const QString &pluginId, bool downloading);
     QDateTime lastCheckedForView() const { return m_lastChecked.value_or(QDateTime()); }
@@ -135,6 +136,7 @@ private:
     const std::chrono::milliseconds m_checkInterval;
     QPointer<ProductCatalogManager> m_catalog;
     QHash<QString, ProductUpdateState> m_states;
+    QList<Product> m_statesCatalogue; // the products m_states was built for
     bool m_isChecking = false;
     std::optional<QDateTime> m_lastChecked;
     QSet<QString> m_downloadingIds;
