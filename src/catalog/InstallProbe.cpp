@@ -2,14 +2,6 @@
 
 #include <QFile>
 
-#include <sys/stat.h>
-
-namespace {
-
-constexpr mode_t Unknown = mode_t(-1);
-
-} // namespace
-
 Product::FormatPaths Product::resolvedPaths(const QString &homePath) const
 {
     FormatPaths paths;
@@ -52,7 +44,8 @@ std::span<const InstallPaths::Location> InstallPaths::of(qsizetype entry) const
 
 InstallProbe::InstallProbe(const InstallPaths &paths)
     : m_paths(paths)
-    , m_types(paths.size(), Unknown)
+    , m_status(paths.size())
+    , m_looked(paths.size(), false)
 {
 }
 
@@ -60,20 +53,29 @@ bool InstallProbe::isInstalled(qsizetype entry)
 {
     const size_t count = m_paths.of(entry).size();
     for (size_t i = 0; i < count; ++i) {
-        if (type(entry, i) != 0)
+        if (status(entry, i).exists())
             return true;
     }
     return false;
 }
 
-mode_t InstallProbe::type(qsizetype entry, size_t index)
+const platform::FileStatus &InstallProbe::status(qsizetype entry, size_t index)
 {
-    const size_t at = m_paths.m_starts[size_t(entry)] + index;
-    mode_t &type = m_types[at];
-    if (type == Unknown) {
-        const QByteArray &native = m_paths.m_locations[at].native;
-        struct stat status {};
-        type = !native.isNull() && ::stat(native.constData(), &status) == 0 ? status.st_mode & S_IFMT : 0;
+    const size_t i = at(entry, index);
+    if (!m_looked[i]) {
+        m_looked[i] = true;
+        const QByteArray &native = m_paths.m_locations[i].native;
+        if (!native.isNull())
+            m_status[i] = platform::FileStatus::of(native.constData());
     }
-    return type;
+    return m_status[i];
+}
+
+bool InstallProbe::foundAny(qsizetype entry) const
+{
+    for (size_t i = at(entry, 0); i < at(entry + 1, 0); ++i) {
+        if (m_status[i].exists())
+            return true;
+    }
+    return false;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Product.h"
+#include "platform/FileStatus.h"
 
 #include <QByteArray>
 #include <QList>
@@ -8,8 +9,6 @@
 
 #include <span>
 #include <vector>
-
-#include <sys/types.h>
 
 // Where a catalogue's products install, made absolute against home and put
 // in the file system's encoding once per catalogue and home rather than on
@@ -54,11 +53,17 @@ public:
     // Whether any of the entry's install paths exists, looking at them in
     // order until one does.
     bool isInstalled(qsizetype entry);
-    // The type bits (S_IFMT) of what is at the entry's `index`th install
-    // path, or 0 when nothing is.
-    mode_t type(qsizetype entry, size_t index);
+    // What is at the entry's `index`th install path.
+    const platform::FileStatus &status(qsizetype entry, size_t index);
+    // Whether that path was looked at yet.
+    bool looked(qsizetype entry, size_t index) const { return m_looked[at(entry, index)]; }
+    // Whether one of the entry's install paths was found.
+    bool foundAny(qsizetype entry) const;
 
 private:
+    size_t at(qsizetype entry, size_t index) const { return m_paths.m_starts[size_t(entry)] + index; }
+
     const InstallPaths &m_paths;
-    std::vector<mode_t> m_types; // Unknown until looked at
+    std::vector<platform::FileStatus> m_status;
+    std::vector<bool> m_looked;
 };

@@ -8,82 +8,99 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
+#include <QVarLengthArray>
 
+#include <array>
 #include <cstring>
 
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
 
 namespace platform {
 namespace {
 
-constexpr qsizetype StatusSize = 4 * sizeof(qint64);
+// Size, time of last change and inode: what tells one state of a file from
+// another (zeros when nothing is there; no file has inode 0).
+using Fields = std::array<qint64, 4>;
+constexpr qsizetype FieldsSize = sizeof(Fields);
 
-// Size, time of last change and inode; zeros when the file could not be
-// looked at (no file has inode 0).
-void appendStatus(QByteArray &stamp, const struct stat *status)
+Fields fieldsOf(const FileStatus &status)
 {
-    const qint64 fields[] = {status ? qint64(status->st_size) : 0, status ? qint64(status->st_mtim.tv_sec) : 0,
-                             status ? qint64(status->st_mtim.tv_nsec) : 0, status ? qint64(status->st_ino) : 0};
-    static_assert(sizeof fields == StatusSize);
-    stamp.append(reinterpret_cast<const char *>(fields), sizeof fields);
+    return {status.size, status.modifiedSeconds, status.modifiedNanoseconds, status.inode};
 }
 
-// What identifies a file or bundle as it is now: size, time of last change
-// and inode of the file, or of the folder and then of each Turtle file of
-// an LV2 bundle by name (listed in the folder's own order).
+void appendFields(QByteArray &stamp, const FileStatus &status)
+{
+    const Fields fields = fieldsOf(status);
+    stamp.append(reinterpret_cast<const char *>(fields.data()), FieldsSize);
+}
+
+bool sameFields(const char *recorded, const FileStatus &status)
+{
+    const Fields fields = fieldsOf(status);
+    return std::memcmp(recorded, fields.data(), FieldsSize) == 0;
+}
+
+// `folder`/`name`, terminated, in a buffer that rarely needs the heap.
+using FilePath = QVarLengthArray<char, 512>;
+
+const char *inside(FilePath &file, const QByteArray &folder, const char *name, qsizetype length)
+{
+    file.clear();
+    file.append(folder.constData(), folder.size());
+    file.append('/');
+    file.append(name, length);
+    file.append('\0');
+    return file.constData();
+}
+
+// What identifies a file or bundle as it is now: the fields of the file, or
+// of the folder and then of each Turtle file of an LV2 bundle by name
+// (listed in the folder's own order).
 QByteArray stamp(PluginKind kind, const QByteArray &path)
 {
-    struct stat status {};
-    if (::stat(path.constData(), &status) != 0)
+    const FileStatus status = FileStatus::of(path.constData());
+    if (!status.exists())
         return QByteArrayLiteral("missing");
     QByteArray stamp;
-    appendStatus(stamp, &status);
+    appendFields(stamp, status);
     if (kind == PluginKind::Clap)
         return stamp;
     if (DIR *folder = ::opendir(path.constData())) {
+        FilePath file;
         while (const dirent *entry = ::readdir(folder)) {
             const size_t length = std::strlen(entry->d_name);
             if (length < 4 || std::strcmp(entry->d_name + length - 4, ".ttl") != 0)
                 continue;
             stamp.append(entry->d_name, qsizetype(length) + 1);
-            const bool found = ::fstatat(::dirfd(folder), entry->d_name, &status, 0) == 0;
-            appendStatus(stamp, found ? &status : nullptr);
+            appendFields(stamp, FileStatus::of(inside(file, path, entry->d_name, qsizetype(length))));
         }
         ::closedir(folder);
     }
     return stamp;
 }
 
-// Whether `stamp` still describes what is at `path`, without listing the
-// folder again: a folder whose own status is unchanged holds the same
-// entries (adding, removing or renaming one gives it a new time), so only
-// the Turtle files the stamp names need looking at.
-bool stampHolds(const QByteArray &path, const QByteArray &stamp)
+// Whether `stamp` still describes what is at `path`, which is `status`,
+// without listing the folder again: a folder whose own fields are unchanged
+// holds the same entries (adding, removing or renaming one gives it a new
+// time), so only the Turtle files the stamp names need looking at.
+bool stampHolds(const QByteArray &path, const FileStatus &status, const QByteArray &stamp)
 {
-    struct stat status {};
-    if (::stat(path.constData(), &status) != 0)
+    if (!status.exists())
         return stamp == "missing";
-    QByteArray now;
-    appendStatus(now, &status);
-    if (!stamp.startsWith(now))
+    if (stamp.size() < FieldsSize || !sameFields(stamp.constData(), status))
         return false;
-    QByteArray file = path + '/';
-    const qsizetype folderLength = file.size();
-    for (qsizetype at = StatusSize; at < stamp.size();) {
-        const qsizetype nameLength = stamp.indexOf('\0', at) - at;
-        if (nameLength < 0 || at + nameLength + 1 + StatusSize > stamp.size())
+    FilePath file;
+    for (qsizetype at = FieldsSize; at < stamp.size();) {
+        const qsizetype length = stamp.indexOf('\0', at) - at;
+        if (length < 0 || at + length + 1 + FieldsSize > stamp.size())
             return false;
-        file.truncate(folderLength);
-        file.append(stamp.constData() + at, nameLength);
-        at += nameLength + 1;
-        now.clear();
-        appendStatus(now, ::stat(file.constData(), &status) == 0 ? &status : nullptr);
-        if (std::memcmp(now.constData(), stamp.constData() + at, StatusSize) != 0)
+        const FileStatus now = FileStatus::of(inside(file, path, stamp.constData() + at, length));
+        at += length + 1;
+        if (!sameFields(stamp.constData() + at, now))
             return false;
-        at += StatusSize;
+        at += FieldsSize;
     }
     return true;
 }
@@ -159,10 +176,10 @@ QString ProcessPluginScanner::defaultScannerPath()
         + QStringLiteral("/" QUILLMARSH_HUB_LIBEXEC_FROM_BIN "/quillmarsh-hub-plugin-scan");
 }
 
-ScanResult ProcessPluginScanner::known(PluginKind, const QString &path) const
+ScanResult ProcessPluginScanner::known(PluginKind, const QString &path, const FileStatus &status) const
 {
     const auto entry = m_entries.constFind(path);
-    if (entry == m_entries.cend() || !stampHolds(QFile::encodeName(path), entry->stamp))
+    if (entry == m_entries.cend() || !stampHolds(entry->nativePath, status, entry->stamp))
         return {};
     return {true, entry->version};
 }
@@ -170,9 +187,10 @@ ScanResult ProcessPluginScanner::known(PluginKind, const QString &path) const
 QCoro::Task<> ProcessPluginScanner::scan(PluginKind kind, QString path)
 {
     // Stamped before the scan: a file that changes meanwhile is scanned again.
-    QByteArray before = stamp(kind, QFile::encodeName(path));
+    QByteArray nativePath = QFile::encodeName(path);
+    QByteArray before = stamp(kind, nativePath);
     std::optional<QString> version = co_await run(kind, path);
-    m_entries.insert(path, Entry{std::move(before), std::move(version)});
+    m_entries.insert(path, Entry{std::move(nativePath), std::move(before), std::move(version)});
 }
 
 QCoro::Task<std::optional<QString>> ProcessPluginScanner::run(PluginKind kind, const QString &path)

@@ -12,41 +12,64 @@
 
 namespace {
 
-// The type bits of what `path` names, links followed; 0 when nothing is there.
-mode_t fileType(const QByteArray &path)
-{
-    struct stat status {};
-    return ::stat(path.constData(), &status) == 0 ? status.st_mode & S_IFMT : 0;
-}
-
 // What a scan found, or, when the file has not been scanned as it is now,
 // no version yet and a note to scan it.
-std::optional<QString> scanned(platform::PluginKind kind, const QString &path, const platform::Host &host,
-                               QList<UpdateManager::PendingScan> *pending)
+std::optional<QString> scanned(platform::PluginKind kind, const QString &path, const platform::FileStatus &status,
+                               const platform::Host &host, QList<UpdateManager::PendingScan> *pending)
 {
-    const platform::ScanResult result = host.pluginScanner.known(kind, path);
+    const platform::ScanResult result = host.pluginScanner.known(kind, path, status);
     if (!result.scanned && pending)
         pending->append({kind, path});
     return result.version;
 }
 
-// Info.plist first, as on every platform; then the metadata of the kind
-// of plug-in found at the path (of type `type`), judged by what is there.
-std::optional<QString> bundleVersion(const InstallPaths::Location &location, mode_t type, const platform::Host &host,
-                                     QList<UpdateManager::PendingScan> *pending)
+// Paths inside a bundle, built in one buffer: a rebuild makes thousands.
+class BundlePath
 {
+public:
+    const QByteArray &operator()(const QByteArray &bundle, QByteArrayView inside)
+    {
+        m_path.resize(0);
+        m_path.append(bundle).append(inside);
+        return m_path;
+    }
+
+private:
+    QByteArray m_path;
+};
+
+// Info.plist first, as on every platform; then the metadata of the kind
+// of plug-in found at the path, judged by what is there.
+std::optional<QString> bundleVersion(InstallProbe &probe, qsizetype entry, size_t index, const platform::Host &host,
+                                     QList<UpdateManager::PendingScan> *pending, BundlePath &inside)
+{
+    const InstallPaths::Location &location = probe.paths().of(entry)[index];
     const QByteArray &path = location.native;
-    if (S_ISDIR(type)) {
-        // Only a folder can hold Contents/Info.plist.
-        if (auto version = host.propertyLists.readString(path + "/Contents/Info.plist",
-                                                         QLatin1StringView("CFBundleShortVersionString")))
+    const auto infoPlistVersion = [&] {
+        return host.propertyLists.readString(inside(path, "/Contents/Info.plist"),
+                                             QLatin1StringView("CFBundleShortVersionString"));
+    };
+    // A path not looked at yet, of a product found installed in another
+    // format, is most likely there too: an Info.plist that opens spares
+    // looking at it.
+    const bool plistFirst = !probe.looked(entry, index) && !path.isNull() && probe.foundAny(entry);
+    if (plistFirst) {
+        if (auto version = infoPlistVersion())
             return version;
-        if (S_ISREG(fileType(path + "/manifest.ttl")))
-            return scanned(platform::PluginKind::Lv2, location.path, host, pending);
+    }
+    const platform::FileStatus &status = probe.status(entry, index);
+    if (S_ISDIR(status.type)) {
+        // Only a folder can hold Contents/Info.plist.
+        if (!plistFirst) {
+            if (auto version = infoPlistVersion())
+                return version;
+        }
+        if (S_ISREG(platform::FileStatus::of(inside(path, "/manifest.ttl").constData()).type))
+            return scanned(platform::PluginKind::Lv2, location.path, status, host, pending);
         return host.moduleInfo.version(path);
     }
-    if (S_ISREG(type) && location.path.endsWith(QLatin1String(".clap"), Qt::CaseInsensitive))
-        return scanned(platform::PluginKind::Clap, location.path, host, pending);
+    if (S_ISREG(status.type) && location.path.endsWith(QLatin1String(".clap"), Qt::CaseInsensitive))
+        return scanned(platform::PluginKind::Clap, location.path, status, host, pending);
     return std::nullopt;
 }
 
@@ -68,8 +91,9 @@ void UpdateManager::readInstalledVersions(InstallProbe &probe, qsizetype entry, 
 {
     const auto locations = probe.paths().of(entry);
     QVarLengthArray<std::pair<const QString *, QString>, 8> found; // in format order, as the map keeps them
+    BundlePath inside;
     for (size_t i = 0; i < locations.size(); ++i) {
-        if (auto version = bundleVersion(locations[i], probe.type(entry, i), host, pending))
+        if (auto version = bundleVersion(probe, entry, i, host, pending, inside))
             found.append({&locations[i].format, std::move(*version)});
     }
     // Unchanged versions keep their map rather than have it made again.
