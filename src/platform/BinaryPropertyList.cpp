@@ -120,16 +120,18 @@ public:
         return number(m_data + container.start + index * quint64(m_refSize), m_refSize);
     }
 
-    // Text up to its first NUL, or the whole of UTF-16 text.
+    // ASCII text up to its first NUL, or the whole of UTF-16 text but an
+    // opening U+FEFF, which QString::fromUtf8 drops from the other.
     QString text(const Object &string) const
     {
         const char *bytes = reinterpret_cast<const char *>(m_data + string.start);
         if (string.kind == Ascii)
             return QString::fromUtf8(bytes, qsizetype(::strnlen(bytes, size_t(string.count))));
-        QString text(qsizetype(string.count), Qt::Uninitialized);
+        const quint64 first = unit(string, 0) == 0xFEFF ? 1 : 0;
+        QString text(qsizetype(string.count - first), Qt::Uninitialized);
         QChar *out = text.data();
-        for (quint64 i = 0; i < string.count; ++i)
-            out[i] = QChar(unit(string, i));
+        for (quint64 i = first; i < string.count; ++i)
+            *out++ = QChar(unit(string, i));
         return text;
     }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QByteArrayView>
 #include <QString>
 
 #include <optional>
@@ -26,7 +27,7 @@ public:
 
     std::optional<QString> version(const QByteArray &bundlePath) const override;
 
-    static std::optional<QString> versionInBytes(const QByteArray &moduleInfo);
+    static std::optional<QString> versionInBytes(QByteArrayView moduleInfo);
 };
 
 } // namespace platform
