@@ -51,29 +51,35 @@ void AppState::prepareHubDirectory()
 
 void AppState::refreshAllStates()
 {
-    const QList<Product> &products = m_catalog->products();
+    InstallProbe probe(m_catalog->installPaths());
+    refreshAllStates(probe);
+}
+
+void AppState::refreshAllStates(InstallProbe &probe)
+{
+    const QList<Product> &products = probe.paths().products();
     if (products.isEmpty())
         return;
 
     for (const Product &product : products)
         setProductState(product.id, HubInstallState::Loading);
 
-    // Probe each id once, from its first catalogue entry, so the refresh
-    // stays linear in the size of the catalogue.
-    const QString home = m_host.paths.homePath();
-    QHash<QString, HubInstallState> computed;
-    computed.reserve(products.size());
-    for (const Product &product : products) {
-        if (!computed.contains(product.id))
-            computed.insert(product.id, stateOf(product, home));
-        setProductState(product.id, computed.value(product.id));
+    // Each id is probed once, from its first catalogue entry; its later
+    // entries find the result in place of Loading. Linear in the catalogue.
+    for (qsizetype i = 0; i < products.size(); ++i) {
+        HubInstallState &state = m_productStates[products[i].id];
+        if (state == HubInstallState::Loading)
+            state = probe.isInstalled(i) ? HubInstallState::Installed : HubInstallState::NotInstalled;
+        emit productStatesChanged();
     }
 }
 
 void AppState::applyCatalogue()
 {
-    refreshAllStates();
-    m_updateManager->rebuildStates();
+    // Both steps share one look at the install paths.
+    InstallProbe probe(m_catalog->installPaths());
+    refreshAllStates(probe);
+    m_updateManager->rebuildStates(probe);
 }
 
 QCoro::Task<AppState::RefreshOutcome> AppState::refreshEverything()
@@ -108,17 +114,14 @@ void AppState::refreshCatalogAndStates()
 
 HubInstallState AppState::computeState(const QString &productId) const
 {
-    const QList<Product> &products = m_catalog->products();
+    const InstallPaths &paths = m_catalog->installPaths();
+    const QList<Product> &products = paths.products();
     const auto product = std::find_if(products.cbegin(), products.cend(),
                                       [&](const Product &p) { return p.id == productId; });
     if (product == products.cend())
         return HubInstallState::NotInstalled;
-    return stateOf(*product, m_host.paths.homePath());
-}
-
-HubInstallState AppState::stateOf(const Product &product, const QString &homePath)
-{
-    return product.isInstalled(homePath) ? HubInstallState::Installed : HubInstallState::NotInstalled;
+    return InstallProbe(paths).isInstalled(product - products.cbegin()) ? HubInstallState::Installed
+                                                                         : HubInstallState::NotInstalled;
 }
 
 void AppState::setProductState(const QString &productId, HubInstallState state)

@@ -64,6 +64,9 @@ public:
     // Creates the hub directory; failures are ignored.
     void prepareHubDirectory();
     Q_INVOKABLE void refreshAllStates();
+    // What each applied catalogue brings: the installs probed afresh, then
+    // the update states rebuilt from that same look at the install paths.
+    void applyCatalogue();
 
     struct RefreshOutcome
     {
@@ -89,10 +92,7 @@ signals:
     void productStatesChanged();
 
 private:
-    // What each applied catalogue brings: the installs probed afresh, then
-    // the update states rebuilt from them.
-    void applyCatalogue();
-    static HubInstallState stateOf(const Product &product, const QString &homePath);
+    void refreshAllStates(InstallProbe &probe);
     void setProductState(const QString &productId, HubInstallState state);
     void startBackgroundTasks();
 

@@ -45,8 +45,6 @@ struct Product
 
     // Install paths made absolute against the home directory.
     FormatPaths resolvedPaths(const QString &homePath) const;
-    // True when any install path exists (following symbolic links).
-    bool isInstalled(const QString &homePath) const;
 
     bool hasCoupon() const { return couponCode.has_value(); }
     QString couponCodeText() const { return couponCode.value_or(QString()); }

@@ -1,6 +1,7 @@
 #include "ProductCatalogManager.h"
 
 #include "platform/Host.h"
+#include "platform/HostPaths.h"
 #include "platform/RegularFile.h"
 #include "platform/Transfer.h"
 #include "platform/Schedule.h"
@@ -18,6 +19,12 @@ ProductCatalogManager::ProductCatalogManager(const QString &hubDirectory, const 
     , m_fetchInterval(fetchInterval)
 {
     loadCache();
+}
+
+const InstallPaths &ProductCatalogManager::installPaths()
+{
+    m_installPaths.update(m_products, m_host.paths.homePath());
+    return m_installPaths;
 }
 
 void ProductCatalogManager::loadCache()

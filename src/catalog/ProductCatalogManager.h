@@ -1,5 +1,6 @@
 #pragma once
 
+#include "InstallProbe.h"
 #include "Product.h"
 #include "platform/Outcome.h"
 
@@ -37,6 +38,9 @@ public:
     qint64 revision() const { return m_revision; }
     bool isLoading() const { return m_isLoading; }
     QUrl catalogURL() const { return m_catalogURL; }
+    // The products' install paths against the current home folder, worked
+    // out again only when either has changed.
+    const InstallPaths &installPaths();
 
     // Downloads the catalogue and applies it when it is usable. Fetches may
     // overlap; the last one applied wins.
@@ -61,6 +65,7 @@ private:
     const std::chrono::milliseconds m_fetchInterval;
     QList<Product> m_products;
     QList<ProductSection> m_sections;
+    InstallPaths m_installPaths;
     qint64 m_revision = 0;
     bool m_isLoading = false;
 };

@@ -15,7 +15,7 @@ namespace platform {
 Host &Host::system()
 {
     static SystemHostPaths paths;
-    static LibPlistReader propertyLists;
+    static PropertyListFileReader propertyLists;
     static Json5ModuleInfoReader moduleInfo;
     static ProcessPluginScanner pluginScanner(ProcessPluginScanner::defaultScannerPath());
     static BootClockSleeper sleeper;

@@ -1,33 +1,23 @@
 #include "PluginMetadata.h"
 
-#include "Json5.h"
 #include "RegularFile.h"
-
-#include <QJsonDocument>
-#include <QJsonObject>
+#include "RelaxedJson.h"
 
 namespace platform {
 
-std::optional<QString> Json5ModuleInfoReader::version(const QString &bundlePath) const
+std::optional<QString> Json5ModuleInfoReader::version(const QByteArray &bundlePath) const
 {
-    const auto bytes = readRegularFile(bundlePath + QStringLiteral("/Contents/Resources/moduleinfo.json"), MaximumFileSize);
+    const auto bytes = readRegularFile((bundlePath + "/Contents/Resources/moduleinfo.json").constData(), MaximumFileSize);
     if (!bytes)
         return std::nullopt;
     return versionInBytes(*bytes);
 }
 
-std::optional<QString> Json5ModuleInfoReader::versionInBytes(const QByteArray &moduleInfo)
+std::optional<QString> Json5ModuleInfoReader::versionInBytes(QByteArrayView moduleInfo)
 {
     if (moduleInfo.size() > MaximumFileSize)
         return std::nullopt;
-    const auto strict = json5::toStrictJson(moduleInfo);
-    if (!strict)
-        return std::nullopt;
-    const QJsonDocument document = QJsonDocument::fromJson(*strict);
-    const QJsonValue version = document.object().value(QLatin1String("Version"));
-    if (!document.isObject() || !version.isString())
-        return std::nullopt;
-    return version.toString();
+    return relaxedjson::topLevelString(moduleInfo, QLatin1StringView("Version"));
 }
 
 } // namespace platform

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QByteArrayView>
 #include <QString>
 
 #include <optional>
@@ -13,9 +14,10 @@ class ModuleInfoReader
 {
 public:
     virtual ~ModuleInfoReader() = default;
-    // No value when the file is missing, not a regular file, over the size
-    // limit, not a JSON object, or its "Version" is not a string.
-    virtual std::optional<QString> version(const QString &bundlePath) const = 0;
+    // `bundlePath` is in the file system's encoding. No value when the file
+    // is missing, not a regular file, over the size limit, not a JSON
+    // object, or its "Version" is not a string.
+    virtual std::optional<QString> version(const QByteArray &bundlePath) const = 0;
 };
 
 class Json5ModuleInfoReader final : public ModuleInfoReader
@@ -23,9 +25,9 @@ class Json5ModuleInfoReader final : public ModuleInfoReader
 public:
     static constexpr qint64 MaximumFileSize = 1024 * 1024;
 
-    std::optional<QString> version(const QString &bundlePath) const override;
+    std::optional<QString> version(const QByteArray &bundlePath) const override;
 
-    static std::optional<QString> versionInBytes(const QByteArray &moduleInfo);
+    static std::optional<QString> versionInBytes(QByteArrayView moduleInfo);
 };
 
 } // namespace platform

@@ -8,50 +8,101 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
+#include <QVarLengthArray>
 
+#include <array>
 #include <cstring>
 
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
 
 namespace platform {
 namespace {
 
-void appendStatus(QByteArray &stamp, const struct stat &status)
+// Size, time of last change and inode: what tells one state of a file from
+// another (zeros when nothing is there; no file has inode 0).
+using Fields = std::array<qint64, 4>;
+constexpr qsizetype FieldsSize = sizeof(Fields);
+
+Fields fieldsOf(const FileStatus &status)
 {
-    const qint64 fields[] = {qint64(status.st_size), qint64(status.st_mtim.tv_sec), qint64(status.st_mtim.tv_nsec),
-                             qint64(status.st_ino)};
-    stamp.append(reinterpret_cast<const char *>(fields), sizeof fields);
+    return {status.size, status.modifiedSeconds, status.modifiedNanoseconds, status.inode};
 }
 
-// What identifies a file or bundle as it is now: size, time of last change
-// and inode of the file, or of the folder and each Turtle file of an LV2
-// bundle (listed in the folder's own order, which holds while the folder is
-// unchanged; a changed folder has a new time of its own).
-QByteArray stamp(PluginKind kind, const QString &path)
+void appendFields(QByteArray &stamp, const FileStatus &status)
 {
-    const QByteArray native = QFile::encodeName(path);
-    struct stat status {};
-    if (::stat(native.constData(), &status) != 0)
+    const Fields fields = fieldsOf(status);
+    stamp.append(reinterpret_cast<const char *>(fields.data()), FieldsSize);
+}
+
+bool sameFields(const char *recorded, const FileStatus &status)
+{
+    const Fields fields = fieldsOf(status);
+    return std::memcmp(recorded, fields.data(), FieldsSize) == 0;
+}
+
+// `folder`/`name`, terminated, in a buffer that rarely needs the heap.
+using FilePath = QVarLengthArray<char, 512>;
+
+const char *inside(FilePath &file, const QByteArray &folder, const char *name, qsizetype length)
+{
+    file.clear();
+    file.append(folder.constData(), folder.size());
+    file.append('/');
+    file.append(name, length);
+    file.append('\0');
+    return file.constData();
+}
+
+// What identifies a file or bundle as it is now: the fields of the file, or
+// of the folder and then of each Turtle file of an LV2 bundle by name
+// (listed in the folder's own order).
+QByteArray stamp(PluginKind kind, const QByteArray &path)
+{
+    const FileStatus status = FileStatus::of(path.constData());
+    if (!status.exists())
         return QByteArrayLiteral("missing");
     QByteArray stamp;
-    appendStatus(stamp, status);
+    appendFields(stamp, status);
     if (kind == PluginKind::Clap)
         return stamp;
-    if (DIR *folder = ::opendir(native.constData())) {
+    if (DIR *folder = ::opendir(path.constData())) {
+        FilePath file;
         while (const dirent *entry = ::readdir(folder)) {
             const size_t length = std::strlen(entry->d_name);
             if (length < 4 || std::strcmp(entry->d_name + length - 4, ".ttl") != 0)
                 continue;
             stamp.append(entry->d_name, qsizetype(length) + 1);
-            if (::fstatat(::dirfd(folder), entry->d_name, &status, 0) == 0)
-                appendStatus(stamp, status);
+            appendFields(stamp, FileStatus::of(inside(file, path, entry->d_name, qsizetype(length))));
         }
         ::closedir(folder);
     }
     return stamp;
+}
+
+// Whether `stamp` still describes what is at `path`, which is `status`,
+// without listing the folder again: a folder whose own fields are unchanged
+// holds the same entries (adding, removing or renaming one gives it a new
+// time), so only the Turtle files the stamp names need looking at.
+bool stampHolds(const QByteArray &path, const FileStatus &status, const QByteArray &stamp)
+{
+    if (!status.exists())
+        return stamp == "missing";
+    if (stamp.size() < FieldsSize || !sameFields(stamp.constData(), status))
+        return false;
+    FilePath file;
+    for (qsizetype at = FieldsSize; at < stamp.size();) {
+        const qsizetype length = stamp.indexOf('\0', at) - at;
+        if (length < 0 || at + length + 1 + FieldsSize > stamp.size())
+            return false;
+        const FileStatus now = FileStatus::of(inside(file, path, stamp.constData() + at, length));
+        at += length + 1;
+        if (!sameFields(stamp.constData() + at, now))
+            return false;
+        at += FieldsSize;
+    }
+    return true;
 }
 
 void limitChild()
@@ -125,10 +176,10 @@ QString ProcessPluginScanner::defaultScannerPath()
         + QStringLiteral("/" QUILLMARSH_HUB_LIBEXEC_FROM_BIN "/quillmarsh-hub-plugin-scan");
 }
 
-ScanResult ProcessPluginScanner::known(PluginKind kind, const QString &path) const
+ScanResult ProcessPluginScanner::known(PluginKind, const QString &path, const FileStatus &status) const
 {
     const auto entry = m_entries.constFind(path);
-    if (entry == m_entries.cend() || entry->stamp != stamp(kind, path))
+    if (entry == m_entries.cend() || !stampHolds(entry->nativePath, status, entry->stamp))
         return {};
     return {true, entry->version};
 }
@@ -136,9 +187,10 @@ ScanResult ProcessPluginScanner::known(PluginKind kind, const QString &path) con
 QCoro::Task<> ProcessPluginScanner::scan(PluginKind kind, QString path)
 {
     // Stamped before the scan: a file that changes meanwhile is scanned again.
-    QByteArray before = stamp(kind, path);
+    QByteArray nativePath = QFile::encodeName(path);
+    QByteArray before = stamp(kind, nativePath);
     std::optional<QString> version = co_await run(kind, path);
-    m_entries.insert(path, Entry{std::move(before), std::move(version)});
+    m_entries.insert(path, Entry{std::move(nativePath), std::move(before), std::move(version)});
 }
 
 QCoro::Task<std::optional<QString>> ProcessPluginScanner::run(PluginKind kind, const QString &path)

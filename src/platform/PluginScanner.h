@@ -1,5 +1,7 @@
 #pragma once
 
+#include "FileStatus.h"
+
 #include <QByteArray>
 #include <QCoro/QCoroTask>
 #include <QHash>
@@ -27,7 +29,8 @@ class PluginScanner
 {
 public:
     virtual ~PluginScanner() = default;
-    virtual ScanResult known(PluginKind kind, const QString &path) const = 0;
+    // `status` is what the caller has just found at `path`.
+    virtual ScanResult known(PluginKind kind, const QString &path, const FileStatus &status) const = 0;
     virtual QCoro::Task<> scan(PluginKind kind, QString path) = 0;
 };
 
@@ -57,7 +60,7 @@ public:
     // where it is installed.
     static QString defaultScannerPath();
 
-    ScanResult known(PluginKind kind, const QString &path) const override;
+    ScanResult known(PluginKind kind, const QString &path, const FileStatus &status) const override;
     QCoro::Task<> scan(PluginKind kind, QString path) override;
 
     int processesStarted() const { return m_processesStarted; }
@@ -65,6 +68,7 @@ public:
 private:
     struct Entry
     {
+        QByteArray nativePath; // the key in the file system's encoding
         QByteArray stamp;
         std::optional<QString> version;
     };

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <QByteArray>
+#include <QByteArrayView>
+#include <QLatin1StringView>
 #include <QString>
 
 #include <optional>
@@ -14,22 +16,21 @@ class PropertyListReader
 public:
     virtual ~PropertyListReader() = default;
 
-    // No value when the file is missing, not a regular file, over the size
-    // limit, not a property list within the shape limits, its root is not
-    // a dictionary, or the value under `key` is not a string.
-    virtual std::optional<QString> readString(const QString &path, const char *key) const = 0;
+    // `path` is in the file system's encoding and `key` is ASCII. No value
+    // when the file is missing, not a regular file, over the size limit,
+    // not a property list within the shape limits, its root is not a
+    // dictionary, or the value under `key` is not a string.
+    virtual std::optional<QString> readString(const QByteArray &path, QLatin1StringView key) const = 0;
 };
 
-// XML and binary property lists through libplist.
-class LibPlistReader final : public PropertyListReader
+// XML and binary property lists of at most plistlimits::MaximumFileSize,
+// each read in one pass for the one string, without building the document.
+class PropertyListFileReader final : public PropertyListReader
 {
 public:
-    // Information files are a few kilobytes; anything larger is not one.
-    static constexpr qint64 MaximumFileSize = 1024 * 1024;
+    std::optional<QString> readString(const QByteArray &path, QLatin1StringView key) const override;
 
-    std::optional<QString> readString(const QString &path, const char *key) const override;
-
-    static std::optional<QString> stringInBytes(const QByteArray &bytes, const char *key);
+    static std::optional<QString> stringInBytes(QByteArrayView bytes, QLatin1StringView key);
 };
 
 } // namespace platform

@@ -12,5 +12,7 @@ namespace platform {
 // limit gives no value, with the reason in `why`. Never blocks on a special
 // file and never holds more than `limit` + 1 bytes.
 std::optional<QByteArray> readRegularFile(const QString &path, qint64 limit, QString *why = nullptr);
+// The same for a path already in the file system's encoding.
+std::optional<QByteArray> readRegularFile(const char *path, qint64 limit, QString *why = nullptr);
 
 } // namespace platform

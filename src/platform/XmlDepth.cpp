@@ -3,10 +3,10 @@
 #include <QXmlStreamReader>
 
 namespace platform {
-namespace {
 
-XmlShape shapeOf(QXmlStreamReader &reader, int maximumDepth)
+XmlShape xmlShape(const QByteArray &xml, int maximumDepth)
 {
+    QXmlStreamReader reader(xml);
     int depth = 0;
     while (!reader.atEnd()) {
         switch (reader.readNext()) {
@@ -22,20 +22,6 @@ XmlShape shapeOf(QXmlStreamReader &reader, int maximumDepth)
         }
     }
     return reader.hasError() ? XmlShape::Malformed : XmlShape::Fine;
-}
-
-} // namespace
-
-XmlShape xmlShape(const QByteArray &xml, int maximumDepth)
-{
-    QXmlStreamReader reader(xml);
-    return shapeOf(reader, maximumDepth);
-}
-
-XmlShape xmlShape(const QString &xml, int maximumDepth)
-{
-    QXmlStreamReader reader(xml);
-    return shapeOf(reader, maximumDepth);
 }
 
 } // namespace platform

@@ -11,8 +11,5 @@ enum class XmlShape { Fine, TooDeep, Malformed };
 // nest at most `maximumDepth` levels, before a parser that may recurse or
 // hold the whole tree is given it.
 XmlShape xmlShape(const QByteArray &xml, int maximumDepth);
-// The same for text already decoded; an encoding the document declares is
-// not applied.
-XmlShape xmlShape(const QString &xml, int maximumDepth);
 
 } // namespace platform

@@ -6,48 +6,70 @@
 #include "platform/PluginScanner.h"
 #include "platform/PropertyListReader.h"
 
-#include <QFile>
+#include <QVarLengthArray>
 
 #include <sys/stat.h>
 
 namespace {
 
-// The type bits of what `path` names, links followed; 0 when nothing is there.
-mode_t fileType(const QString &path)
-{
-    struct stat status {};
-    return ::stat(QFile::encodeName(path).constData(), &status) == 0 ? status.st_mode & S_IFMT : 0;
-}
-
 // What a scan found, or, when the file has not been scanned as it is now,
 // no version yet and a note to scan it.
-std::optional<QString> scanned(platform::PluginKind kind, const QString &path, const platform::Host &host,
-                               QList<UpdateManager::PendingScan> *pending)
+std::optional<QString> scanned(platform::PluginKind kind, const QString &path, const platform::FileStatus &status,
+                               const platform::Host &host, QList<UpdateManager::PendingScan> *pending)
 {
-    const platform::ScanResult result = host.pluginScanner.known(kind, path);
+    const platform::ScanResult result = host.pluginScanner.known(kind, path, status);
     if (!result.scanned && pending)
         pending->append({kind, path});
     return result.version;
 }
 
+// Paths inside a bundle, built in one buffer: a rebuild makes thousands.
+class BundlePath
+{
+public:
+    const QByteArray &operator()(const QByteArray &bundle, QByteArrayView inside)
+    {
+        m_path.resize(0);
+        m_path.append(bundle).append(inside);
+        return m_path;
+    }
+
+private:
+    QByteArray m_path;
+};
+
 // Info.plist first, as on every platform; then the metadata of the kind
 // of plug-in found at the path, judged by what is there.
-std::optional<QString> bundleVersion(const QString &path, const platform::Host &host,
-                                     QList<UpdateManager::PendingScan> *pending)
+std::optional<QString> bundleVersion(InstallProbe &probe, qsizetype entry, size_t index, const platform::Host &host,
+                                     QList<UpdateManager::PendingScan> *pending, BundlePath &inside)
 {
-    const mode_t type = fileType(path);
-    if (type == 0)
-        return std::nullopt; // nothing there, so no bundle to read
-    if (auto version = host.propertyLists.readString(path + QStringLiteral("/Contents/Info.plist"),
-                                                     "CFBundleShortVersionString"))
-        return version;
-    if (S_ISDIR(type)) {
-        if (S_ISREG(fileType(path + QStringLiteral("/manifest.ttl"))))
-            return scanned(platform::PluginKind::Lv2, path, host, pending);
+    const InstallPaths::Location &location = probe.paths().of(entry)[index];
+    const QByteArray &path = location.native;
+    const auto infoPlistVersion = [&] {
+        return host.propertyLists.readString(inside(path, "/Contents/Info.plist"),
+                                             QLatin1StringView("CFBundleShortVersionString"));
+    };
+    // A path not looked at yet, of a product found installed in another
+    // format, is most likely there too: an Info.plist that opens spares
+    // looking at it.
+    const bool plistFirst = !probe.looked(entry, index) && !path.isNull() && probe.foundAny(entry);
+    if (plistFirst) {
+        if (auto version = infoPlistVersion())
+            return version;
+    }
+    const platform::FileStatus &status = probe.status(entry, index);
+    if (S_ISDIR(status.type)) {
+        // Only a folder can hold Contents/Info.plist.
+        if (!plistFirst) {
+            if (auto version = infoPlistVersion())
+                return version;
+        }
+        if (S_ISREG(platform::FileStatus::of(inside(path, "/manifest.ttl").constData()).type))
+            return scanned(platform::PluginKind::Lv2, location.path, status, host, pending);
         return host.moduleInfo.version(path);
     }
-    if (S_ISREG(type) && path.endsWith(QLatin1String(".clap"), Qt::CaseInsensitive))
-        return scanned(platform::PluginKind::Clap, path, host, pending);
+    if (S_ISREG(status.type) && location.path.endsWith(QLatin1String(".clap"), Qt::CaseInsensitive))
+        return scanned(platform::PluginKind::Clap, location.path, status, host, pending);
     return std::nullopt;
 }
 
@@ -56,11 +78,32 @@ std::optional<QString> bundleVersion(const QString &path, const platform::Host &
 QMap<QString, QString> UpdateManager::installedVersions(const Product &product, const platform::Host &host,
                                                         QList<PendingScan> *pending)
 {
+    InstallPaths paths;
+    paths.update({product}, host.paths.homePath());
+    InstallProbe probe(paths);
     QMap<QString, QString> versions;
-    const Product::FormatPaths paths = product.resolvedPaths(host.paths.homePath());
-    for (auto it = paths.cbegin(); it != paths.cend(); ++it) {
-        if (auto version = bundleVersion(it.value(), host, pending))
-            versions.insert(it.key(), *version);
-    }
+    readInstalledVersions(probe, 0, host, pending, versions);
     return versions;
+}
+
+void UpdateManager::readInstalledVersions(InstallProbe &probe, qsizetype entry, const platform::Host &host,
+                                          QList<PendingScan> *pending, QMap<QString, QString> &versions)
+{
+    const auto locations = probe.paths().of(entry);
+    QVarLengthArray<std::pair<const QString *, QString>, 8> found; // in format order, as the map keeps them
+    BundlePath inside;
+    for (size_t i = 0; i < locations.size(); ++i) {
+        if (auto version = bundleVersion(probe, entry, i, host, pending, inside))
+            found.append({&locations[i].format, std::move(*version)});
+    }
+    // Unchanged versions keep their map rather than have it made again.
+    bool same = versions.size() == found.size();
+    auto kept = versions.cbegin();
+    for (qsizetype i = 0; same && i < found.size(); ++i, ++kept)
+        same = kept.key() == *found[i].first && kept.value() == found[i].second;
+    if (same)
+        return;
+    versions.clear();
+    for (const auto &[format, version] : found)
+        versions.insert(*format, version);
 }

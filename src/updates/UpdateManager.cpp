@@ -38,6 +38,23 @@ bool UpdateManager::isNewer(const QString &candidate, const QString &reference)
     return versions::isNewer(candidate, reference);
 }
 
+namespace {
+
+// What the installed versions and the latest published one make of a product.
+UpdateStatus statusOf(const ProductUpdateState &state)
+{
+    const QMap<QString, QString> &installed = state.installedVersions;
+    if (installed.isEmpty())
+        return UpdateStatus::notInstalled();
+    // Plain text order, not version order: "1.10" sorts before "1.9".
+    const QString &lowest = *std::min_element(installed.cbegin(), installed.cend());
+    if (state.latestVersion && versions::isNewer(*state.latestVersion, lowest))
+        return UpdateStatus::updateAvailable(*state.latestVersion, state.downloadURL.value_or(QString()));
+    return UpdateStatus::upToDate();
+}
+
+} // namespace
+
 void UpdateManager::bindCatalog(ProductCatalogManager *catalog)
 {
     m_catalog = catalog;
@@ -136,29 +153,41 @@ void UpdateManager::rebuildStates()
 {
     if (!m_catalog)
         return;
+    InstallProbe probe(m_catalog->installPaths());
+    rebuildStates(probe);
+}
+
+void UpdateManager::rebuildStates(InstallProbe &probe)
+{
+    if (!m_catalog)
+        return;
 
     QList<PendingScan> pending;
+    const QList<Product> &products = probe.paths().products();
+    // Over the catalogue of the last rebuild the states change where they
+    // are; a new catalogue gets a new table, keeping what the feed said.
+    const bool sameCatalogue = products.constData() == m_statesCatalogue.constData()
+        && products.size() == m_statesCatalogue.size();
     QHash<QString, ProductUpdateState> rebuilt;
-    rebuilt.reserve(m_catalog->products().size());
-    for (const Product &product : m_catalog->products()) {
-        ProductUpdateState state{product, installedVersions(product, m_host, &pending), {}, {}, {}};
-        // Plain text order, not version order: "1.10" sorts before "1.9".
-        const QStringList texts = state.installedVersions.values();
-        const auto lowest = std::min_element(texts.cbegin(), texts.cend());
-
-        if (const auto previous = m_states.constFind(product.id); previous != m_states.cend()) {
-            state.latestVersion = previous->latestVersion;
-            state.downloadURL = previous->downloadURL;
+    if (!sameCatalogue)
+        rebuilt.reserve(products.size());
+    for (qsizetype i = 0; i < products.size(); ++i) {
+        const Product &product = products[i];
+        auto state = sameCatalogue ? m_states.find(product.id) : rebuilt.insert(product.id, {product, {}, {}, {}, {}});
+        Q_ASSERT(!sameCatalogue || state != m_states.end());
+        if (!sameCatalogue) {
+            if (const auto previous = m_states.constFind(product.id); previous != m_states.cend()) {
+                state->latestVersion = previous->latestVersion;
+                state->downloadURL = previous->downloadURL;
+            }
         }
-        if (texts.isEmpty())
-            state.status = UpdateStatus::notInstalled();
-        else if (state.latestVersion && isNewer(*state.latestVersion, *lowest))
-            state.status = UpdateStatus::updateAvailable(*state.latestVersion, state.downloadURL.value_or(QString()));
-        else
-            state.status = UpdateStatus::upToDate();
-        rebuilt.insert(product.id, std::move(state));
+        readInstalledVersions(probe, i, m_host, &pending, state->installedVersions);
+        state->status = statusOf(*state);
     }
-    m_states = std::move(rebuilt);
+    if (!sameCatalogue) {
+        m_states = std::move(rebuilt);
+        m_statesCatalogue = products;
+    }
     emit statesChanged();
 
     if (!pending.isEmpty() && !m_scanning)

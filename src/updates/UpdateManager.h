@@ -2,6 +2,7 @@
 
 #include "PluginVersionInfo.h"
 #include "UpdateStatus.h"
+#include "catalog/InstallProbe.h"
 #include "catalog/Product.h"
 #include "platform/Download.h"
 #include "platform/Outcome.h"
@@ -75,6 +76,9 @@ public:
     Q_INVOKABLE void check() { checkForUpdates(); }
     // Installed versions afresh from disk, latest versions remembered.
     Q_INVOKABLE void rebuildStates();
+    // The same for the products `probe` looks at, through its look at
+    // their install paths.
+    void rebuildStates(InstallProbe &probe);
     // At most one download per product; returns at once.
     Q_INVOKABLE void downloadAndReveal(const QString &pluginId, const QString &downloadURL);
     // The same download, awaitable, for the command line.
@@ -119,6 +123,10 @@ private:
     void applyVersions(const QList<PluginVersionInfo> &records);
     void applyHubRecord(const PluginVersionInfo &record);
     QCoro::Task<> scanPlugins(QList<PendingScan> pending);
+    // installedVersions of catalogue entry `entry` of what `probe` looks
+    // at, put into `versions`.
+    static void readInstalledVersions(InstallProbe &probe, qsizetype entry, const platform::Host &host,
+                                      QList<PendingScan> *pending, QMap<QString, QString> &versions);
     void setChecking(bool checking);
     void setDownloading(const QString &pluginId, bool downloading);
     QDateTime lastCheckedForView() const { return m_lastChecked.value_or(QDateTime()); }
@@ -128,6 +136,7 @@ private:
     const std::chrono::milliseconds m_checkInterval;
     QPointer<ProductCatalogManager> m_catalog;
     QHash<QString, ProductUpdateState> m_states;
+    QList<Product> m_statesCatalogue; // the products m_states was built for
     bool m_isChecking = false;
     std::optional<QDateTime> m_lastChecked;
     QSet<QString> m_downloadingIds;

@@ -15,11 +15,12 @@ using enum HubInstallState;
 static QString home() { return TestSandbox::current().home(); }
 static QJsonObject at(const QString &path) { return QJsonObject{{"VST3", path}}; }
 
-// Only Plugins/Installed.vst3 exists.
+// Only Plugins/Installed.vst3 exists; a NUL does not cut a path short to it.
 const QByteArray CatalogA = fixtures::document({
     fixtures::product("in", {{"AU", "Plugins/Missing.vst3"}, {"VST3", "Plugins/Installed.vst3"}}),
     fixtures::product("out", at("Plugins/Missing.vst3")),
     fixtures::product("tilde", at("~/Plugins/Installed.vst3")),
+    fixtures::product("nul", at(QString("Plugins/Installed.vst3") + QChar(0) + "/x")),
     fixtures::product("bare"),
     fixtures::product("dup", at("Plugins/Missing.vst3")),
     fixtures::product("dup", at("Plugins/Installed.vst3")),
@@ -163,10 +164,10 @@ private slots:
         QList<QHash<QString, HubInstallState>> seen;
         connect(state.get(), &AppState::productStatesChanged, this, [&] { seen << state->productStates(); });
         state->refreshAllStates();
-        QCOMPARE(seen.size(), 16);
+        QCOMPARE(seen.size(), 18);
         QCOMPARE(seen[7].value("in"), Loading);
         QCOMPARE(state->productStates(), (QHash<QString, HubInstallState>{
-            {"in", Installed}, {"out", NotInstalled}, {"tilde", NotInstalled}, {"bare", NotInstalled}, {"dup", NotInstalled}, {"dup2", Installed}}));
+            {"in", Installed}, {"out", NotInstalled}, {"tilde", NotInstalled}, {"nul", NotInstalled}, {"bare", NotInstalled}, {"dup", NotInstalled}, {"dup2", Installed}}));
     }
 
     void hourlyRefreshSeesNewInstalls()

@@ -267,6 +267,9 @@ private slots:
         QTest::newRow("xml nesting in a declared encoding") << "" << plist
             << "<?xml version=\"1.0\" encoding=\"ISO-2022-JP\"?><plist><!--\x1b$B-->" + xmlDict(200) + "<!--\x1b(B--></plist>" << QString();
         QTest::newRow("xml not well-formed") << "" << plist << "<plist><dict><key>" + VersionKey + "</key><string>1.0</string></plist>" << QString();
+        QTest::newRow("xml text by hand") << "" << plist
+            << xmlHead + "<!-- c --><dict><key>x</key><string>9</string><key>CFBundle&#83;hortVersionString</key><string>1.0 &amp;"
+               " <![CDATA[<b>]]><!-- x -->&#x3b2;\r\n</string></dict></plist>\n" << "1.0 & <b>\u03b2\r\n";
         QTest::newRow("binary nested 100") << "" << plist << binaryNested(100, false) << "1.0";
         QTest::newRow("binary nested 100,000") << "" << plist << binaryNested(100000, false) << QString();
         QTest::newRow("binary shared 2^40") << "" << plist << binaryNested(40, true) << QString();

@@ -54,7 +54,7 @@ struct TestHost
 {
     QNetworkAccessManager network; // every transfer follows redirects itself
     platform::SystemHostPaths paths;
-    platform::LibPlistReader propertyLists;
+    platform::PropertyListFileReader propertyLists;
     platform::Json5ModuleInfoReader moduleInfo;
     // Long enough for a loaded machine; a hanging plug-in costs this once.
     platform::ProcessPluginScanner pluginScanner{QStringLiteral(QUILLMARSH_HUB_PLUGIN_SCANNER), std::chrono::seconds(3)};
