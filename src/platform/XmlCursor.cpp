@@ -118,33 +118,12 @@ Cursor::Cursor(QByteArrayView bytes)
 {
 }
 
-bool Cursor::skip(std::string_view text)
-{
-    if (size_t(m_end - m_pos) < text.size() || std::memcmp(m_pos, text.data(), text.size()) != 0)
-        return false;
-    m_pos += text.size();
-    return true;
-}
-
 bool Cursor::space()
 {
     const char *start = m_pos;
     while (m_pos < m_end && isSpace(*m_pos))
         ++m_pos;
     return m_pos != start;
-}
-
-// One character XML allows: any byte of a multi-byte sequence but the start
-// of U+FFFE and U+FFFF.
-bool Cursor::character()
-{
-    const auto c = uchar(*m_pos);
-    if (c < 0x20 && !isSpace(char(c)))
-        return false;
-    if (c == 0xEF && m_end - m_pos >= 3 && uchar(m_pos[1]) == 0xBF && (uchar(m_pos[2]) & 0xFE) == 0xBE)
-        return false;
-    ++m_pos;
-    return true;
 }
 
 bool Cursor::comment()
@@ -194,13 +173,15 @@ std::optional<std::string_view> Cursor::quoted(bool (*allowed)(char))
         return std::nullopt;
     const char quote = *m_pos++;
     const char *start = m_pos;
-    while (m_pos < m_end && *m_pos != quote) {
+    const auto *close = static_cast<const char *>(std::memchr(m_pos, quote, size_t(m_end - m_pos)));
+    if (!close)
+        return std::nullopt;
+    while (m_pos < close) {
         if (!allowed(*m_pos) || !character())
             return std::nullopt;
     }
-    if (m_pos == m_end)
-        return std::nullopt;
-    return std::string_view(start, size_t(m_pos++ - start));
+    ++m_pos;
+    return std::string_view(start, size_t(close - start));
 }
 
 std::optional<Element> Cursor::elementName()

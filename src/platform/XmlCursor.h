@@ -34,7 +34,17 @@ public:
     explicit Cursor(QByteArrayView bytes);
 
     bool atEnd() const { return m_pos == m_end; }
-    bool skip(std::string_view text);
+    bool skip(std::string_view text)
+    {
+        if (size_t(m_end - m_pos) < text.size())
+            return false;
+        for (size_t i = 0; i < text.size(); ++i) {
+            if (m_pos[i] != text[i])
+                return false;
+        }
+        m_pos += text.size();
+        return true;
+    }
     // White space; whether there was any.
     bool space();
     // White space and comments.
@@ -59,7 +69,19 @@ public:
     bool text(Element element, Text *out, bool rich);
 
 private:
-    bool character();
+    // One character XML allows: any byte of a multi-byte sequence but the
+    // start of U+FFFE and U+FFFF.
+    bool character()
+    {
+        const auto c = static_cast<unsigned char>(*m_pos);
+        if (c < 0x20 && c != '\t' && c != '\n' && c != '\r')
+            return false;
+        if (c == 0xEF && m_end - m_pos >= 3 && static_cast<unsigned char>(m_pos[1]) == 0xBF
+            && (static_cast<unsigned char>(m_pos[2]) & 0xFE) == 0xBE)
+            return false;
+        ++m_pos;
+        return true;
+    }
     bool reference(Text *out);
 
     const char *m_pos;

@@ -36,13 +36,14 @@ public:
     }
 
 private:
+    // Left uninitialised until pushed: the stack is as deep as the limit.
     struct Frame
     {
         Element element;
-        bool root = false;          // the dictionary at the root
-        bool awaitingValue = false; // a dictionary after a key
-        bool keyMatched = false;    // ... that key being the one asked for
-        bool holdsValue = false;    // <plist> once its value came
+        bool root;          // the dictionary at the root
+        bool awaitingValue; // a dictionary after a key
+        bool keyMatched;    // ... that key being the one asked for
+        bool holdsValue;    // <plist> once its value came
     };
 
     // After "<?xml": version 1.0, then optionally an encoding and standalone.
@@ -113,7 +114,7 @@ private:
     {
         std::array<Frame, plistlimits::MaximumDepth> stack;
         size_t depth = 1;
-        stack[0] = Frame{Element::Plist};
+        stack[0] = Frame{Element::Plist, false, false, false, false};
         for (;;) {
             if (!m_in.misc() || !m_in.skip("<"))
                 return false;
@@ -148,7 +149,8 @@ private:
             case Element::Dict:
             case Element::Array:
                 if (!empty)
-                    stack[depth++] = Frame{*element, top.element == Element::Plist && *element == Element::Dict};
+                    stack[depth++] = Frame{*element, top.element == Element::Plist && *element == Element::Dict, false,
+                                           false, false};
                 break;
             case Element::Key:
             case Element::String: {

@@ -23,30 +23,25 @@ std::optional<QString> scanned(platform::PluginKind kind, const QString &path, c
     return result.version;
 }
 
-// Paths inside a bundle, built in one buffer: a rebuild makes thousands.
-class BundlePath
+// `bundle` + `inside`, built in one buffer kept between calls (the hub runs
+// on one thread): a rebuild builds thousands of these paths.
+const QByteArray &pathInside(const QByteArray &bundle, QByteArrayView inside)
 {
-public:
-    const QByteArray &operator()(const QByteArray &bundle, QByteArrayView inside)
-    {
-        m_path.resize(0);
-        m_path.append(bundle).append(inside);
-        return m_path;
-    }
-
-private:
-    QByteArray m_path;
-};
+    static QByteArray path;
+    path.resize(0);
+    path.append(bundle).append(inside);
+    return path;
+}
 
 // Info.plist first, as on every platform; then the metadata of the kind
 // of plug-in found at the path, judged by what is there.
 std::optional<QString> bundleVersion(InstallProbe &probe, qsizetype entry, size_t index, const platform::Host &host,
-                                     QList<UpdateManager::PendingScan> *pending, BundlePath &inside)
+                                     QList<UpdateManager::PendingScan> *pending)
 {
     const InstallPaths::Location &location = probe.paths().of(entry)[index];
     const QByteArray &path = location.native;
     const auto infoPlistVersion = [&] {
-        return host.propertyLists.readString(inside(path, "/Contents/Info.plist"),
+        return host.propertyLists.readString(pathInside(path, "/Contents/Info.plist"),
                                              QLatin1StringView("CFBundleShortVersionString"));
     };
     // A path not looked at yet, of a product found installed in another
@@ -64,7 +59,7 @@ std::optional<QString> bundleVersion(InstallProbe &probe, qsizetype entry, size_
             if (auto version = infoPlistVersion())
                 return version;
         }
-        if (S_ISREG(platform::FileStatus::of(inside(path, "/manifest.ttl").constData()).type))
+        if (S_ISREG(platform::FileStatus::of(pathInside(path, "/manifest.ttl").constData()).type))
             return scanned(platform::PluginKind::Lv2, location.path, status, host, pending);
         return host.moduleInfo.version(path);
     }
@@ -91,9 +86,8 @@ void UpdateManager::readInstalledVersions(InstallProbe &probe, qsizetype entry, 
 {
     const auto locations = probe.paths().of(entry);
     QVarLengthArray<std::pair<const QString *, QString>, 8> found; // in format order, as the map keeps them
-    BundlePath inside;
     for (size_t i = 0; i < locations.size(); ++i) {
-        if (auto version = bundleVersion(probe, entry, i, host, pending, inside))
+        if (auto version = bundleVersion(probe, entry, i, host, pending))
             found.append({&locations[i].format, std::move(*version)});
     }
     // Unchanged versions keep their map rather than have it made again.
