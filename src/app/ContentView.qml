@@ -144,5 +144,4 @@ Rectangle {
         id: productsPage
         ProductListView {}
     }
-
 }

@@ -20,20 +20,20 @@ ApplicationWindow {
 
     readonly property WindowSlot settings: WindowSlot {
         owner: window
-        source: ("qrc:/Quillmarsh/Hub/l10n/SettingsWindow.qml")
+        source: "qrc:/Quillmarsh/Hub/l10n/SettingsWindow.qml"
     }
     readonly property WindowSlot about: WindowSlot {
         owner: window
-        source: ("qrc:/Quillmarsh/Hub/app/AboutWindow.qml")
+        source: "qrc:/Quillmarsh/Hub/app/AboutWindow.qml"
     }
     readonly property WindowSlot help: WindowSlot {
         owner: window
-        source: ("qrc:/Quillmarsh/Hub/help/HelpWindow.qml")
+        source: "qrc:/Quillmarsh/Hub/help/HelpWindow.qml"
         standalone: true
     }
     readonly property WindowSlot selfUpdate: WindowSlot {
         owner: window
-        source: ("qrc:/Quillmarsh/Hub/selfupdate/SelfUpdateWindow.qml")
+        source: "qrc:/Quillmarsh/Hub/selfupdate/SelfUpdateWindow.qml"
     }
 
     // Made when the hub's own updater first has something to say; from
