@@ -35,9 +35,11 @@ void DesktopUrlOpener::open(const QUrl &url)
 
 namespace {
 
-QCoro::Task<> showItems(QString filePath, UrlOpener &fallback)
+QCoro::Task<> showItems(QStringList filePaths, UrlOpener &fallback)
 {
-    const QUrl folder = QUrl::fromLocalFile(QFileInfo(filePath).absolutePath());
+    if (filePaths.isEmpty())
+        co_return;
+    const QUrl folder = QUrl::fromLocalFile(QFileInfo(filePaths.constFirst()).absolutePath());
     QDBusConnection bus = QDBusConnection::sessionBus();
     if (!bus.isConnected()) {
         fallback.open(folder);
@@ -46,7 +48,10 @@ QCoro::Task<> showItems(QString filePath, UrlOpener &fallback)
     QDBusMessage call = QDBusMessage::createMethodCall(
         QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("/org/freedesktop/FileManager1"),
         QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("ShowItems"));
-    call << QStringList{QUrl::fromLocalFile(filePath).toString()} << QString();
+    QStringList uris;
+    for (const QString &filePath : filePaths)
+        uris << QUrl::fromLocalFile(filePath).toString();
+    call << uris << QString();
     const QDBusMessage reply = co_await bus.asyncCall(call, 5000);
     if (reply.type() == QDBusMessage::ErrorMessage)
         fallback.open(folder);
@@ -54,9 +59,9 @@ QCoro::Task<> showItems(QString filePath, UrlOpener &fallback)
 
 } // namespace
 
-void DesktopFileRevealer::reveal(const QString &filePath)
+void DesktopFileRevealer::reveal(const QStringList &filePaths)
 {
-    showItems(filePath, m_fallback);
+    showItems(filePaths, m_fallback);
 }
 
 QCoro::Task<bool> DesktopPackageInstaller::install(QString packagePath)

@@ -2,6 +2,7 @@
 
 #include <QCoro/QCoroTask>
 #include <QString>
+#include <QStringList>
 #include <QUrl>
 
 namespace platform {
@@ -14,12 +15,12 @@ public:
     virtual void open(const QUrl &url) = 0;
 };
 
-// Shows a downloaded file selected in the file manager.
+// Shows downloaded files, all selected, in one file manager window.
 class FileRevealer
 {
 public:
     virtual ~FileRevealer() = default;
-    virtual void reveal(const QString &filePath) = 0;
+    virtual void reveal(const QStringList &filePaths) = 0;
 };
 
 // QDesktopServices in the GUI; xdg-open from the command line, where no
@@ -31,7 +32,7 @@ public:
 };
 
 // org.freedesktop.FileManager1.ShowItems on the session bus; when no file
-// manager answers, the containing folder is opened instead.
+// manager answers, the folder of the first file is opened instead.
 class DesktopFileRevealer final : public FileRevealer
 {
 public:
@@ -39,7 +40,7 @@ public:
         : m_fallback(fallback)
     {
     }
-    void reveal(const QString &filePath) override;
+    void reveal(const QStringList &filePaths) override;
 
 private:
     UrlOpener &m_fallback;

@@ -264,7 +264,7 @@ QCoro::Task<> SelfUpdater::handOver(quint64 session)
         co_return;
     }
     setNeedsManualInstall(true);
-    m_host.revealer.reveal(package);
+    m_host.revealer.reveal({package});
 }
 
 void SelfUpdater::setNeedsManualInstall(bool needed)

@@ -38,6 +38,7 @@ class UpdateManager : public QObject
     Q_PROPERTY(bool hasLastChecked READ hasLastChecked NOTIFY lastCheckedChanged)
     Q_PROPERTY(int productUpdateCount READ productUpdateCount NOTIFY statesChanged)
     Q_PROPERTY(int availableCount READ availableCount NOTIFY availableCountChanged)
+    Q_PROPERTY(bool isUpdatingAll READ isUpdatingAll NOTIFY isUpdatingAllChanged)
     Q_PROPERTY(QString hubInstalledVersion READ hubInstalledVersion CONSTANT)
     Q_PROPERTY(QString hubLatestVersion READ hubLatestVersion NOTIFY hubSelfUpdateChanged)
     Q_PROPERTY(bool hubHasLatestVersion READ hubHasLatestVersion NOTIFY hubSelfUpdateChanged)
@@ -45,6 +46,8 @@ class UpdateManager : public QObject
 
 public:
     static constexpr std::chrono::milliseconds DefaultCheckInterval = std::chrono::hours(24);
+    // Transfers one "update all" runs side by side.
+    static constexpr int UpdateAllWidth = 2;
 
     UpdateManager(const QUrl &versionsURL, platform::Host &host,
                   std::chrono::milliseconds checkInterval = DefaultCheckInterval, QObject *parent = nullptr);
@@ -83,6 +86,16 @@ public:
     Q_INVOKABLE void downloadAndReveal(const QString &pluginId, const QString &downloadURL);
     // The same download, awaitable, for the command line.
     QCoro::Task<platform::DownloadResult> download(QString pluginId, QString downloadURL, bool reveal);
+    // Every product with an update, in catalogue order: downloaded at most
+    // UpdateAllWidth at a time, the saved files then revealed together.
+    // Refused while one runs.
+    Q_INVOKABLE void updateAll() { downloadAll(true); }
+    // The same, awaitable, for the command line; the results are in the
+    // order of the products.
+    QCoro::Task<QList<platform::DownloadResult>> downloadAll(bool reveal);
+    bool isUpdatingAll() const { return m_isUpdatingAll; }
+    // The ids of the catalogue's products whose status is updateAvailable, in catalogue order.
+    QStringList outdatedProducts() const;
     // The hub row's Update button: triggerSparkleUpdate, when set.
     Q_INVOKABLE void startHubSelfUpdate();
 
@@ -111,6 +124,7 @@ signals:
     void downloadingIdsChanged();
     void hubSelfUpdateChanged();
     void availableCountChanged();
+    void isUpdatingAllChanged();
     void pluginScansFinished();
 
 private:
@@ -138,6 +152,7 @@ private:
     QHash<QString, ProductUpdateState> m_states;
     QList<Product> m_statesCatalogue; // the products m_states was built for
     bool m_isChecking = false;
+    bool m_isUpdatingAll = false;
     std::optional<QDateTime> m_lastChecked;
     QSet<QString> m_downloadingIds;
     HubSelfUpdateState m_hubSelfUpdate = HubSelfUpdateState::current();

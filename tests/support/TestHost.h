@@ -25,8 +25,9 @@ struct FixedClock final : platform::Clock
 
 struct RecordingRevealer final : platform::FileRevealer
 {
-    QStringList revealed;
-    void reveal(const QString &filePath) override { revealed << filePath; }
+    QStringList revealed; // every file, in the order shown
+    int windows = 0;      // one a call
+    void reveal(const QStringList &filePaths) override { revealed << filePaths; ++windows; }
 };
 
 struct RecordingUrlOpener final : platform::UrlOpener

@@ -57,6 +57,7 @@ private slots:
     {
         QDir(TestSandbox::current().downloads()).removeRecursively();
         host.revealer.revealed.clear();
+        host.revealer.windows = 0;
         catalog = std::make_unique<ProductCatalogManager>(host.paths.hubDirectory(), service.url("/catalog"), host.host);
         manager = std::make_unique<UpdateManager>(service.url("/versions"), host.host);
         manager->bindCatalog(catalog.get());
@@ -268,6 +269,43 @@ private slots:
         QTRY_VERIFY(manager->downloadingIds().isEmpty());
         QCOMPARE(service.requestCount("/slow.dmg"), 1);
         QCOMPARE(testfiles::downloadsListing(), (QStringList{"other.dmg", "slow.dmg"}));
+    }
+
+    // Every outdated product in catalogue order, never more than two
+    // transfers at once, a failed one not holding up the rest; the saved
+    // files shown together in one window; a second batch refused meanwhile.
+    void updateAll()
+    {
+        const QStringList ids{"e", "a", "d", "b", "c"};
+        QJsonArray products, feed;
+        for (const QString &id : ids) {
+            products.append(fixtures::product(id, installBundles(id, {{"VST3", "1.0"}})));
+            const QString path = "/files/" + id + ".dmg";
+            service.setRoute(path, id == "d" ? Route{.body = QByteArray(64, 'x'), .truncateAfter = 10}
+                                             : Route{.body = id.toUtf8(), .delay = 50ms});
+            feed.append(version(id, id == "b" ? "1.0" : "2.0", service.url(path).toString()));
+        }
+        serveCatalog(products);
+        serveFeed(feed);
+        QVERIFY(check());
+        QStringList started;
+        qsizetype widest = 0;
+        connect(manager.get(), &UpdateManager::downloadingIdsChanged, this, [&] {
+            widest = std::max(widest, manager->downloadingIds().size());
+            for (const QString &id : manager->downloadingIds())
+                if (!started.contains(id))
+                    started << id;
+        });
+        manager->updateAll();
+        QVERIFY(manager->isUpdatingAll());
+        QVERIFY(QCoro::waitFor(manager->downloadAll(false)).isEmpty());
+        QTRY_VERIFY(!manager->isUpdatingAll());
+        QCOMPARE(started, (QStringList{"e", "a", "d", "c"}));
+        QCOMPARE(widest, 2);
+        const QString downloads = TestSandbox::current().downloads() + "/";
+        QCOMPARE(host.revealer.revealed, (QStringList{downloads + "e.dmg", downloads + "a.dmg", downloads + "c.dmg"}));
+        QCOMPARE(host.revealer.windows, 1);
+        QCOMPARE(testfiles::read(downloads + "c.dmg"), QByteArray("c"));
     }
 };
 
