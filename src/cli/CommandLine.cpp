@@ -69,6 +69,25 @@ QCoro::Task<int> runDownload(const Invocation &invocation, AppState &state)
     co_return 0;
 }
 
+QCoro::Task<int> runDownloadAll(const Invocation &invocation, AppState &state)
+{
+    QStringList failures = co_await refreshEverything(state);
+    UpdateManager &manager = *state.updateManager();
+    const QStringList ids = manager.outdatedProducts();
+    const QList<platform::DownloadResult> results = co_await manager.downloadAll(invocation.reveal);
+    for (qsizetype i = 0; i < results.size(); ++i) {
+        if (results[i].outcome.ok())
+            out() << oneLine(results[i].savedPath) << Qt::endl;
+        else
+            failures << QStringLiteral("download of %1 failed: %2").arg(ids[i], results[i].outcome.error);
+    }
+    for (const QString &failure : failures)
+        complain(failure);
+    if (ids.isEmpty() && failures.isEmpty())
+        complain(QStringLiteral("no update is available"));
+    co_return failures.isEmpty() ? 0 : 1;
+}
+
 } // namespace
 
 Invocation parse(const QStringList &arguments)
@@ -87,6 +106,8 @@ Invocation parse(const QStringList &arguments)
             invocation.json = true;
         } else if (argument == QLatin1String("--reveal")) {
             invocation.reveal = true;
+        } else if (argument == QLatin1String("--all")) {
+            invocation.all = true;
         } else if (argument == QLatin1String("--check-only")) {
             invocation.checkOnly = true;
         } else if (argument == QLatin1String("--service-url")) {
@@ -103,22 +124,24 @@ Invocation parse(const QStringList &arguments)
     }
 
     if (positional.isEmpty()) {
-        if (invocation.json || invocation.reveal || invocation.checkOnly)
-            return usageError(QStringLiteral("--json, --reveal and --check-only go with a command"));
+        if (invocation.json || invocation.reveal || invocation.checkOnly || invocation.all)
+            return usageError(QStringLiteral("--json, --reveal, --all and --check-only go with a command"));
         return invocation;
     }
     const QString command = positional.takeFirst();
     if (invocation.checkOnly && command != QLatin1String("self-update"))
         return usageError(QStringLiteral("--check-only goes with self-update"));
+    if (invocation.all && command != QLatin1String("download"))
+        return usageError(QStringLiteral("--all goes with download"));
     if (command == QLatin1String("status")) {
         if (!positional.isEmpty() || invocation.reveal)
             return usageError(QStringLiteral("status takes no arguments but --json"));
         invocation.action = Invocation::Action::Status;
     } else if (command == QLatin1String("download")) {
-        if (positional.size() != 1 || invocation.json)
-            return usageError(QStringLiteral("download takes one PLUGIN_ID and optionally --reveal"));
+        if (positional.size() != (invocation.all ? 0 : 1) || invocation.json)
+            return usageError(QStringLiteral("download takes one PLUGIN_ID or --all, and optionally --reveal"));
         invocation.action = Invocation::Action::Download;
-        invocation.pluginId = positional.first();
+        invocation.pluginId = positional.value(0);
     } else if (command == QLatin1String("self-update")) {
         if (!positional.isEmpty() || invocation.reveal)
             return usageError(QStringLiteral("self-update takes no arguments but --check-only and --json"));
@@ -140,6 +163,8 @@ QString usage()
         "  status [--json]             fetch the catalogue, check for updates and list every product\n"
         "  download PLUGIN_ID [--reveal]\n"
         "                              download that product's available update into Downloads\n"
+        "  download --all [--reveal]   download every available update, two at a time, and\n"
+        "                              print each saved path\n"
         "  self-update [--check-only] [--json]\n"
         "                              show the running and newest hub versions; without\n"
         "                              --check-only, download and verify the newest release\n"
@@ -185,8 +210,9 @@ int run(const Invocation &invocation)
         return 2;
     }
     AppState state(platform::Host::system(), *service);
-    return QCoro::waitFor(invocation.action == Invocation::Action::Status ? runStatus(invocation, state)
-                                                                          : runDownload(invocation, state));
+    if (invocation.action == Invocation::Action::Status)
+        return QCoro::waitFor(runStatus(invocation, state));
+    return QCoro::waitFor(invocation.all ? runDownloadAll(invocation, state) : runDownload(invocation, state));
 }
 
 } // namespace cli

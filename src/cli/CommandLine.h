@@ -16,6 +16,7 @@ struct Invocation
     bool json = false;
     bool reveal = false;
     bool checkOnly = false;
+    bool all = false; // download: every available update
     QString pluginId;
     std::optional<QString> serviceUrl;
     QString usageError;

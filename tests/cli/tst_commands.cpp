@@ -61,7 +61,7 @@ class CommandsTest : public QObject
     {
         service.setRoute("/api/plugin-versions", Route{.status = status, .body = fixtures::document({
             version("current", "2.0"), version("old", "1.5", service.baseUrl().toString() + "/files/" + installer),
-            version("absent", "1.0"), version("studio", "3.5"), version("hub", "9.0")})});
+            version("absent", "1.0"), version("studio", "3.5", service.url("/files/Studio.dmg").toString()), version("hub", "9.0")})});
     }
 
 private slots:
@@ -172,6 +172,24 @@ private slots:
         QCOMPARE(testfiles::downloadsListing(), saved.isEmpty() ? QStringList{} : QStringList{saved});
         if (!saved.isEmpty())
             QCOMPARE(testfiles::read(downloads() + "/" + saved), served.body);
+    }
+
+    // Every available update in catalogue order, each saved path printed;
+    // one that fails is named and does not stop the others.
+    void downloadAll()
+    {
+        service.setRoute("/files/Studio.dmg", Route{.body = "studio"});
+        service.setRoute("/files/Old Installer.dmg", Route{.body = QByteArray(1000, 'x'), .truncateAfter = 10});
+        serveVersions(200, "Old%20Installer.dmg");
+        ProcessRun result = hub({"download", "--all"});
+        QCOMPARE(result.exitCode, 1);
+        QCOMPARE(result.out, QFile::encodeName(downloads() + "/Studio.dmg\n"));
+        QVERIFY2(result.err.contains("download of old failed"), result.err.constData());
+        service.setRoute("/files/Old Installer.dmg", Route{.body = "old"});
+        result = hub({"download", "--all"});
+        QCOMPARE(result.exitCode, 0);
+        QCOMPARE(result.out, QFile::encodeName(downloads() + "/Studio.dmg\n" + downloads() + "/Old Installer.dmg\n"));
+        QCOMPARE(testfiles::downloadsListing(), (QStringList{"Old Installer.dmg", "Studio.dmg"}));
     }
 
     // The same self-update as a JSON report.
