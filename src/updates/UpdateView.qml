@@ -57,6 +57,15 @@ Rectangle {
                 color: HubColors.text
             }
             Item { Layout.fillWidth: true }
+            HubButton {
+                objectName: "updateAllButton"
+                // Worth a button of its own only when there is more than one.
+                visible: root.manager.productUpdateCount >= 2
+                size: "small"
+                text: L10n.japanese ? "すべてアップデート" : "Update All"
+                enabled: !root.manager.isUpdatingAll
+                onClicked: root.manager.updateAll()
+            }
             Item {
                 objectName: "checkProgress"
                 visible: root.manager.isChecking

@@ -56,8 +56,7 @@ private slots:
     void init()
     {
         QDir(TestSandbox::current().downloads()).removeRecursively();
-        host.revealer.revealed.clear();
-        host.revealer.windows = 0;
+        host.revealer = {};
         catalog = std::make_unique<ProductCatalogManager>(host.paths.hubDirectory(), service.url("/catalog"), host.host);
         manager = std::make_unique<UpdateManager>(service.url("/versions"), host.host);
         manager->bindCatalog(catalog.get());

@@ -121,6 +121,7 @@ private slots:
         QTRY_COMPARE(row("latestVersion")->property("text").toString(), "1.5");
         QCOMPARE(textOf(row("statusBadge"), "statusText"), "Update available");
         QVERIFY(row("updateButton")->isVisible());
+        QVERIFY(!shown(root, "updateAllButton")); // one update: its own button is enough
 
         click(row("updateButton"));
         QTRY_COMPARE(row("updateButton")->property("text").toString(), "Downloading");
@@ -134,11 +135,15 @@ private slots:
     }
 
     // Rows follow the catalogue's order, after the hub's row; the count
-    // includes the hub's own update.
+    // includes the hub's own update. Two product updates bring "Update
+    // All", which fetches both and shows them in one window.
     void orderAndCount()
     {
+        for (const QString id : {"a", "b"})
+            service.setRoute("/files/" + id + ".deb", Route{.body = id.toUtf8()});
         load({installed("b", {{"AU", "1.0"}}), installed("a", {{"AU", "1.0"}}), fixtures::product("c")},
-             {fixtures::version("a", "2.0"), fixtures::version("b", "2.0"), fixtures::version("hub", "9.0")});
+             {fixtures::version("a", "2.0", service.url("/files/a.deb").toString()),
+              fixtures::version("b", "2.0", service.url("/files/b.deb").toString()), fixtures::version("hub", "9.0")});
         QQuickItem *root = view("UpdateView");
         const QList<QQuickItem *> rows = productRows(root);
         QStringList ids;
@@ -147,6 +152,12 @@ private slots:
         QCOMPARE(ids, (QStringList{"B", "A", "C"}));
         QVERIFY(sceneY(qobject_cast<QQuickItem *>(QmlHarness::find(root, "hubSelfUpdateRow"))) < sceneY(rows[0]));
         QCOMPARE(textOf(root, "updatesAvailableText"), "3 updates available");
+
+        harness->host.revealer = {};
+        click(child(root, "updateAllButton"));
+        QTRY_COMPARE(harness->host.revealer.revealed.size(), 2);
+        QCOMPARE(harness->host.revealer.windows, 1);
+        QVERIFY(harness->host.revealer.revealed[0].endsWith("/b.deb"));
     }
 };
 
