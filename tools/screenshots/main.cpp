@@ -50,10 +50,13 @@ bool save(QQuickWindow *window, const QString &path)
     return true;
 }
 
-QQuickWindow *openWindow(QObject *main, const char *function)
+// Presents the main window's secondary window `slot` (a WindowSlot).
+QQuickWindow *openWindow(QObject *main, const char *slot)
 {
+    QObject *windowSlot = main->property(slot).value<QObject *>();
     QVariant window;
-    QMetaObject::invokeMethod(main, function, Q_RETURN_ARG(QVariant, window));
+    if (windowSlot)
+        QMetaObject::invokeMethod(windowSlot, "present", Q_RETURN_ARG(QVariant, window));
     return qobject_cast<QQuickWindow *>(window.value<QObject *>());
 }
 
@@ -119,13 +122,13 @@ int main(int argc, char *argv[])
             ok &= save(main, QStringLiteral("%1/%2-smallest-%3.png").arg(outDir, name, suffix));
         }
         main->resize(first);
-        if (QQuickWindow *settings = openWindow(main, "openSettings")) {
+        if (QQuickWindow *settings = openWindow(main, "settings")) {
             ok &= save(settings, QStringLiteral("%1/settings-%2.png").arg(outDir, suffix));
             settings->close();
         } else {
             ok = false;
         }
-        if (QQuickWindow *help = openWindow(main, "openHelp")) {
+        if (QQuickWindow *help = openWindow(main, "help")) {
             ok &= save(help, QStringLiteral("%1/help-%2.png").arg(outDir, suffix));
             help->close();
         } else {
