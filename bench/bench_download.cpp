@@ -4,7 +4,7 @@
 // Run: bench/run-download [--size-mib N] [--runs N] [--server-process]
 // --server-process moves the service into a child process, to tell the
 // hub's own cost from that of serving on the same event loop.
-#include "support/LocalHttpService.h"
+#include "BenchSupport.h"
 #include "support/TestHost.h"
 #include "support/TestSandbox.h"
 #include "updates/UpdateManager.h"
@@ -29,71 +29,14 @@
 
 using namespace std::chrono_literals;
 
+using namespace bench;
+
 namespace {
 
-constexpr double MiB = 1024.0 * 1024.0;
 constexpr qint64 RssBudget = 32 * 1024 * 1024;
 // The hub takes at most as long as curl for the same body.
 constexpr double RequiredRatio = 1.0;
 constexpr qint64 WarmupSize = 16 << 20;
-
-// One "VmXXX:   1234 kB" line of /proc/self/status, in bytes; -1 if absent.
-qint64 procStatus(const char *field)
-{
-    QFile status(QStringLiteral("/proc/self/status"));
-    if (!status.open(QIODevice::ReadOnly))
-        return -1;
-    const QByteArray key = QByteArray(field) + ':';
-    for (const QByteArray &line : status.readAll().split('\n')) {
-        if (line.startsWith(key))
-            return line.mid(key.size()).trimmed().split(' ').constFirst().toLongLong() * 1024;
-    }
-    return -1;
-}
-
-// Lets VmHWM start again from the current RSS, so it shows this transfer's
-// peak rather than the process's whole history. Needs Linux 4.0.
-bool resetPeakRss()
-{
-    QFile clearRefs(QStringLiteral("/proc/self/clear_refs"));
-    return clearRefs.open(QIODevice::WriteOnly) && clearRefs.write("5") == 1;
-}
-
-// Samples VmRSS on the event loop while a transfer runs, so a peak that
-// VmHWM cannot isolate (when clear_refs is refused) is still seen.
-class RssSampler
-{
-public:
-    void start()
-    {
-        m_hwmReset = resetPeakRss();
-        m_maxSampled = procStatus("VmRSS");
-        QObject::connect(&m_timer, &QTimer::timeout, [this] { sample(); });
-        m_timer.start(50ms);
-    }
-
-    // Peak RSS during the transfer, in bytes.
-    qint64 stop()
-    {
-        sample();
-        m_timer.stop();
-        m_timer.disconnect();
-        qint64 peak = m_maxSampled;
-        if (m_hwmReset)
-            peak = std::max(peak, procStatus("VmHWM"));
-        return peak;
-    }
-
-private:
-    void sample()
-    {
-        m_maxSampled = std::max(m_maxSampled, procStatus("VmRSS"));
-    }
-
-    QTimer m_timer;
-    qint64 m_maxSampled = 0;
-    bool m_hwmReset = false;
-};
 
 struct Measurement
 {
@@ -107,20 +50,6 @@ struct Measurement
     double childCpu = 0;
     double mibPerSecond() const { return seconds > 0 ? bytes / MiB / seconds : 0; }
 };
-
-// Spot-checks the saved body against the generator at its start, middle and end.
-bool looksLikeBody(const QString &path, qint64 size)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly) || file.size() != size)
-        return false;
-    const qint64 probe = std::min<qint64>(4096, size);
-    for (const qint64 offset : {qint64(0), size / 2, size - probe}) {
-        if (!file.seek(offset) || file.read(probe) != LocalHttpService::generatedBytes(offset, probe))
-            return false;
-    }
-    return true;
-}
 
 double cpuSeconds(int who)
 {
@@ -144,13 +73,6 @@ private:
     double m_self = cpuSeconds(RUSAGE_SELF);
     double m_children = cpuSeconds(RUSAGE_CHILDREN);
 };
-
-// Starts each transfer with no other file's dirty pages or freed blocks
-// still queued for the disk. Nothing is in flight when it is called.
-void settleDisk()
-{
-    ::sync();
-}
 
 QCoro::Task<Measurement> downloadWithHub(UpdateManager &manager, const QUrl &url, qint64 size)
 {
@@ -207,93 +129,18 @@ QCoro::Task<Measurement> downloadWithCurl(const QString &curl, const QUrl &url, 
     co_return m;
 }
 
-// Figures taken while other work competes for the two cores mean little;
-// the load average printed with them tells.
-QByteArray loadAverage()
-{
-    QFile file(QStringLiteral("/proc/loadavg"));
-    if (!file.open(QIODevice::ReadOnly))
-        return "unknown";
-    return file.readAll().split(' ').mid(0, 3).join(' ');
-}
-
-double median(std::vector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    const size_t n = values.size();
-    return n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
-}
-
 void addRoutes(LocalHttpService &service, qint64 size)
 {
     service.setRoute(QStringLiteral("/files/BenchInstaller.bin"), LocalHttpService::Route{.generatedSize = size});
     service.setRoute(QStringLiteral("/files/Warmup.bin"), LocalHttpService::Route{.generatedSize = WarmupSize});
 }
 
-// --serve-only: the service alone, for --server-process. Prints its port,
-// then serves until terminated.
-int serveOnly(qint64 size)
-{
-    LocalHttpService service;
-    if (!service.listen())
-        return 2;
-    addRoutes(service, size);
-    std::printf("%d\n", service.baseUrl().port());
-    std::fflush(stdout);
-    return QCoreApplication::exec();
-}
-
-// Where the bodies come from: this process's event loop, or a child
-// process, so that the hub's event loop carries only its own download.
-struct Origin
-{
-    LocalHttpService local;
-    QProcess child;
-    QUrl base;
-
-    QCoro::Task<bool> start(qint64 size, bool separateProcess)
-    {
-        if (!separateProcess) {
-            if (!local.listen())
-                co_return false;
-            addRoutes(local, size);
-            base = local.baseUrl();
-            co_return true;
-        }
-        child.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        QStringList arguments{QStringLiteral("--serve-only"), QStringLiteral("--size-mib"), QString::number(size >> 20)};
-        if (!co_await qCoro(child).start(QCoreApplication::applicationFilePath(), arguments))
-            co_return false;
-        while (!child.canReadLine()) {
-            if (!co_await qCoro(static_cast<QIODevice &>(child)).waitForReadyRead(10'000))
-                co_return false;
-        }
-        bool ok = false;
-        const int port = child.readLine().trimmed().toInt(&ok);
-        base = QUrl(QStringLiteral("http://127.0.0.1:%1").arg(port));
-        co_return ok;
-    }
-
-    QUrl url(const QString &path) const
-    {
-        QUrl result = base;
-        result.setPath(path);
-        return result;
-    }
-
-    ~Origin()
-    {
-        if (child.state() != QProcess::NotRunning) {
-            child.terminate();
-            child.waitForFinished(5000); // at exit, nothing else is waiting on the loop
-        }
-    }
-};
-
 QCoro::Task<int> run(qint64 size, int runs, bool separateServer)
 {
     Origin origin;
-    if (!co_await origin.start(size, separateServer)) {
+    QStringList childArguments{QStringLiteral("--serve-only"), QStringLiteral("--size-mib"), QString::number(size >> 20)};
+    if (!co_await origin.start([size](LocalHttpService &service) { addRoutes(service, size); }, separateServer,
+                               childArguments)) {
         std::fprintf(stderr, "cannot start the local service\n");
         co_return 2;
     }
@@ -416,6 +263,6 @@ int main(int argc, char *argv[])
         }
     }
     if (serve)
-        return serveOnly(sizeMiB << 20);
+        return serveOnly([sizeMiB](LocalHttpService &service) { addRoutes(service, sizeMiB << 20); });
     return QCoro::waitFor(run(sizeMiB << 20, runs, separateServer));
 }
