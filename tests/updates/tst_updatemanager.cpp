@@ -5,6 +5,7 @@
 #include "support/PropertyListWriter.h"
 #include "support/TestHost.h"
 #include "updates/InstallerDownload.h"
+#include "updates/NotesExcerpt.h"
 #include "updates/PluginVersionInfo.h"
 #include "updates/UpdateManager.h"
 
@@ -113,6 +114,25 @@ private slots:
         const QByteArray good = json("[{'plugin_id':'a','version':'1','download_url':'u'},");
         QVERIFY(!PluginVersionInfo::decodeFeed(good + json("{'plugin_id':'b','version':1.2,'download_url':'u'}]")));
         QVERIFY(!PluginVersionInfo::decodeFeed(good + json("{'plugin_id':'b','version':'1','download_url':'u','release_notes':3}]")));
+    }
+
+    // Release notes as their tooltips show them.
+    void notesExcerpts_data()
+    {
+        QTest::addColumn<QString>("notes");
+        QTest::addColumn<QString>("expected");
+        const QString word = "word ";
+        QTest::newRow("markup kept as written") << "<b>Fixes</b> &amp; more" << "<b>Fixes</b> &amp; more";
+        QTest::newRow("controls, blank lines, ends") << "  a\tb\u2028c\r\n\r\n \n\nd\u0007 " << "a b c\n\nd";
+        QTest::newRow("cut at a word") << word.repeated(100) << word.repeated(80).trimmed() + "\u2026";
+        QTest::newRow("one long word cut whole") << QString(500, 'x') << QString(notes::ExcerptLength, 'x') + "\u2026";
+        QTest::newRow("no half surrogate pair") << QString(399, 'x') + QString("\U0001F3B5").repeated(10)
+                                                << QString(399, 'x') + "\u2026";
+    }
+    void notesExcerpts()
+    {
+        QFETCH(QString, notes);
+        QTEST(notes::excerpt(notes), "expected");
     }
 
     // Applying: any installed version older counts; a rebuild uses the
