@@ -32,7 +32,7 @@ UpdateNotifier::UpdateNotifier(UpdateManager &manager, const ProductCatalogManag
     , m_l10n(l10n)
     , m_enabled(platform::hubSettings().value(EnabledKey, true).toBool())
 {
-    connect(&manager, &UpdateManager::automaticCheckFinished, this, [this] { announce(); });
+    connect(&manager, &UpdateManager::automaticCheckFinished, this, [this] { announceOnceScanned(); });
     connect(&host.notifier, &platform::Notifier::activated, this, &UpdateNotifier::updatesRequested);
 }
 
@@ -69,6 +69,16 @@ QCoro::Task<bool> UpdateNotifier::announce()
     if (shown)
         remember(fresh);
     co_return shown;
+}
+
+QCoro::Task<> UpdateNotifier::announceOnceScanned()
+{
+    // Plug-ins whose version only a scan tells are not in the states
+    // before their scan ends; at start the scans run beside the check.
+    QPointer self(this);
+    co_await m_manager.finishPluginScans();
+    if (self)
+        co_await announce();
 }
 
 QList<UpdateNotifier::Fresh> UpdateNotifier::freshUpdates() const

@@ -55,6 +55,7 @@ private:
         QString displayName;
         QString version;
     };
+    QCoro::Task<> announceOnceScanned();
     // Available versions not announced before, in catalogue order.
     QList<Fresh> freshUpdates() const;
     bool sentWithinGap() const;
