@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Controls
+import QtQuick.Controls.impl
 import QtQuick.Layouts
 import Quillmarsh.Hub
 
@@ -34,6 +35,16 @@ MenuBar {
 
         // The letter that opens it with Alt, in both languages.
         property string mnemonic
+        // Any checkable item gives every item a column for the check mark,
+        // so their texts stay aligned.
+        readonly property bool checkColumn: {
+            for (let i = 0; i < count; ++i) {
+                const entry = itemAt(i)
+                if (entry && entry.checkable)
+                    return true
+            }
+            return false
+        }
         // As wide as its widest item, so texts and shortcuts never collide.
         width: {
             let widest = 0
@@ -49,31 +60,50 @@ MenuBar {
         bottomPadding: 4
     }
 
-    // A menu item that also shows its keyboard shortcut, if it has one.
+    // A menu item that also shows its keyboard shortcut, if it has one,
+    // and its check mark, if it is checkable.
     component HubMenuItem: MenuItem {
         id: item
 
         property string shortcutText
+        // The menu it sits in declares `checkColumn`; a plain Menu has none.
+        readonly property var ownMenu: item.menu
 
         implicitHeight: 30
         leftPadding: 12
         rightPadding: 12
         Accessible.role: Accessible.MenuItem
         Accessible.name: text
+        Accessible.checkable: checkable
+        Accessible.checked: checked
 
+        indicator: null
         contentItem: RowLayout {
-            spacing: 24
-            Text {
-                Layout.fillWidth: true
-                text: item.text
-                font: item.font
+            spacing: 8
+            IconImage {
+                objectName: "checkMark"
+                visible: item.ownMenu ? item.ownMenu.checkColumn === true : false
+                // Unchecked, the column stays and the mark goes.
+                opacity: item.checked ? 1 : 0
+                source: "qrc:/Quillmarsh/Hub/app/icons/check.svg"
+                sourceSize { width: 14; height: 14 }
                 color: item.highlighted ? "black" : HubColors.text
             }
-            Text {
-                visible: item.shortcutText !== ""
-                text: item.shortcutText
-                font: item.font
-                color: item.highlighted ? "black" : HubColors.textSecondary
+            RowLayout {
+                Layout.fillWidth: true
+                spacing: 24
+                Text {
+                    Layout.fillWidth: true
+                    text: item.text
+                    font: item.font
+                    color: item.highlighted ? "black" : HubColors.text
+                }
+                Text {
+                    visible: item.shortcutText !== ""
+                    text: item.shortcutText
+                    font: item.font
+                    color: item.highlighted ? "black" : HubColors.textSecondary
+                }
             }
         }
         background: Rectangle {
@@ -146,6 +176,17 @@ MenuBar {
             // Three full stops, as the hub's own updater names it.
             text: L10n.japanese ? "アップデートを確認..." : "Check for Updates..."
             onTriggered: SelfUpdater.checkForUpdates()
+        }
+        HubMenuItem {
+            objectName: "notifyItem"
+            text: L10n.japanese ? "アップデートを通知" : "Notify About Updates"
+            checkable: true
+            checked: UpdateNotifier.enabled
+            // A click sets `checked` itself; the setting stays its source.
+            onToggled: {
+                UpdateNotifier.enabled = checked
+                checked = Qt.binding(() => UpdateNotifier.enabled)
+            }
         }
         MenuSeparator {}
         HubMenuItem {

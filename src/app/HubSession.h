@@ -4,6 +4,7 @@
 #include "app/DesktopLinks.h"
 #include "browser/ProductListModel.h"
 #include "selfupdate/SelfUpdater.h"
+#include "updates/UpdateNotifier.h"
 #include "updates/UpdateRowsModel.h"
 
 class L10n;
@@ -33,4 +34,5 @@ public:
     DesktopLinks links;
     ProductListModel productList;
     UpdateRowsModel updateRows;
+    UpdateNotifier updateNotifier;
 };

@@ -17,11 +17,28 @@ namespace {
 
 const QUrl MainWindowUrl(QStringLiteral("qrc:/Quillmarsh/Hub/app/Main.qml"));
 
+// A click on the hub's notification brings the window to the front, on
+// the Updates tab.
+void showUpdatesOnRequest(QQuickWindow &window, HubSession &session)
+{
+    QObject::connect(&session.updateNotifier, &UpdateNotifier::updatesRequested, &window, [&window, &session] {
+        session.state.setSelectedTab(AppTab::Updates);
+        if (window.visibility() == QWindow::Minimized)
+            window.showNormal();
+        else
+            window.show();
+        window.raise();
+        window.requestActivate();
+    });
+}
+
 QQuickWindow *contentUp(QObject *root, HubSession &session)
 {
     auto *window = qobject_cast<QQuickWindow *>(root);
-    if (window)
+    if (window) {
         session.contentAppeared();
+        showUpdatesOnRequest(*window, session);
+    }
     return window;
 }
 

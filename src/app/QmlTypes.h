@@ -8,6 +8,7 @@
 #include "l10n/L10n.h"
 #include "l10n/StringKey.h"
 #include "selfupdate/SelfUpdater.h"
+#include "updates/UpdateNotifier.h"
 #include "updates/UpdateRowsModel.h"
 #include "updates/UpdateStatus.h"
 
@@ -99,6 +100,19 @@ public:
     static SelfUpdater *create(QQmlEngine *, QJSEngine *engine)
     {
         return hubui::cppOwned(engine, HubSession::current().selfUpdater);
+    }
+};
+
+struct UpdateNotifierSingleton
+{
+    Q_GADGET
+    QML_FOREIGN(UpdateNotifier)
+    QML_NAMED_ELEMENT(UpdateNotifier)
+    QML_SINGLETON
+public:
+    static UpdateNotifier *create(QQmlEngine *, QJSEngine *engine)
+    {
+        return hubui::cppOwned(engine, HubSession::current().updateNotifier);
     }
 };
 

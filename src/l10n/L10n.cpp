@@ -45,6 +45,16 @@ StringKey L10n::updatesAvailable(qint64 count)
             number + QStringLiteral("件のアップデートがあります")};
 }
 
+StringKey L10n::productNames(const QStringList &names, qint64 more)
+{
+    StringKey text{names.join(QStringLiteral(", ")), names.join(QStringLiteral("、"))};
+    if (more > 0) {
+        text.en += QStringLiteral(" and %1 more").arg(more);
+        text.ja += QStringLiteral(" ほか %1 件").arg(more);
+    }
+    return text;
+}
+
 StringKey L10n::downloadedSize(qint64 received, qint64 total)
 {
     const auto megabytes = [](qint64 bytes) {

@@ -4,6 +4,7 @@
 #include "StringKey.h"
 
 #include <QObject>
+#include <QStringList>
 
 // Holds the interface language, keeps it in the settings file and tells
 // every view when it changes.
@@ -31,6 +32,8 @@ public:
 
     static StringKey lastChecked(const QString &time);
     static StringKey updatesAvailable(qint64 count);
+    // "Alpha, Beta, Gamma and 2 more": `names` in full, then how many more.
+    static StringKey productNames(const QStringList &names, qint64 more);
     // "1.5 MB of 20.0 MB", or the received size alone while the total is
     // unknown (negative or zero).
     static StringKey downloadedSize(qint64 received, qint64 total);

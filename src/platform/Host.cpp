@@ -4,6 +4,7 @@
 #include "Desktop.h"
 #include "HostPaths.h"
 #include "Network.h"
+#include "Notifier.h"
 #include "PluginMetadata.h"
 #include "PluginScanner.h"
 #include "PropertyListReader.h"
@@ -23,8 +24,9 @@ Host &Host::system()
     static DesktopUrlOpener urlOpener;
     static DesktopFileRevealer revealer(urlOpener);
     static DesktopPackageInstaller packageInstaller;
+    static DBusNotifier notifier;
     static Host host{sharedNetwork(), paths, propertyLists, moduleInfo, pluginScanner, sleeper, clock, revealer, urlOpener, packageInstaller,
-                       NetworkLimits::defaults()};
+                       NetworkLimits::defaults(), notifier};
     return host;
 }
 

@@ -13,6 +13,7 @@ class Clock;
 class FileRevealer;
 class UrlOpener;
 class PackageInstaller;
+class Notifier;
 struct NetworkLimits;
 
 // Every service the model needs from the machine. The application uses
@@ -30,6 +31,7 @@ struct Host
     UrlOpener &urlOpener;
     PackageInstaller &packageInstaller;
     const NetworkLimits &limits;
+    Notifier &notifier;
 
     static Host &system();
 };

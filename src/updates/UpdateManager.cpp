@@ -66,9 +66,17 @@ void UpdateManager::startBackgroundChecks(ProductCatalogManager *catalog)
     bindCatalog(catalog);
     // Installed versions are known before any network traffic.
     rebuildStates();
-    checkForUpdates();
+    checkAutomatically();
     platform::repeatWhileAlive(QPointer(this), m_host.sleeper, m_checkInterval, m_checkInterval,
-                               [](UpdateManager &manager) { return manager.checkForUpdates(); });
+                               [](UpdateManager &manager) { return manager.checkAutomatically(); });
+}
+
+QCoro::Task<> UpdateManager::checkAutomatically()
+{
+    QPointer self(this);
+    const Outcome outcome = co_await checkForUpdates();
+    if (self && outcome.ok())
+        emit automaticCheckFinished();
 }
 
 QCoro::Task<Outcome> UpdateManager::checkForUpdates()
@@ -195,7 +203,7 @@ void UpdateManager::rebuildStates(InstallProbe &probe)
         scanPlugins(std::move(pending));
     if (m_checkWhenCatalogueArrives && !m_states.isEmpty()) {
         m_checkWhenCatalogueArrives = false;
-        checkForUpdates();
+        checkAutomatically();
     }
 }
 

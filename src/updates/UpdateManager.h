@@ -126,6 +126,10 @@ signals:
     void availableCountChanged();
     void isUpdatingAllChanged();
     void pluginScansFinished();
+    // A check the hub started by itself (at start, every day, or again once
+    // the first catalogue came) has succeeded; a check the user asked for
+    // never says this.
+    void automaticCheckFinished();
 
 private:
     struct FetchedVersions
@@ -137,6 +141,7 @@ private:
     void applyVersions(const QList<PluginVersionInfo> &records);
     void applyHubRecord(const PluginVersionInfo &record);
     QCoro::Task<> scanPlugins(QList<PendingScan> pending);
+    QCoro::Task<> checkAutomatically();
     // installedVersions of catalogue entry `entry` of what `probe` looks
     // at, put into `versions`.
     static void readInstalledVersions(InstallProbe &probe, qsizetype entry, const platform::Host &host,

@@ -1,4 +1,5 @@
 #include "app/MainWindowFixture.h"
+#include "platform/Settings.h"
 
 #include <QCoroTask>
 
@@ -185,9 +186,11 @@ private slots:
         QTest::addColumn<QStringList>("texts"); // tabs, then the help menu's title
         QTest::addColumn<QStringList>("application");
         QTest::newRow("en") << AppLanguage::En << QStringList{"Products", "Updates", "Help"}
-                            << QStringList{"About Quillmarsh Hub", "Check for Updates...", "Settings…", "Quit Quillmarsh Hub"};
+                            << QStringList{"About Quillmarsh Hub", "Check for Updates...", "Notify About Updates", "Settings…",
+                                           "Quit Quillmarsh Hub"};
         QTest::newRow("ja") << AppLanguage::Ja << QStringList{"製品一覧", "アップデート", "ヘルプ"}
-                            << QStringList{"Quillmarsh Hub について", "アップデートを確認...", "設定…", "Quillmarsh Hub を終了"};
+                            << QStringList{"Quillmarsh Hub について", "アップデートを確認...", "アップデートを通知", "設定…",
+                                           "Quillmarsh Hub を終了"};
     }
     void textsFollowTheLanguage()
     {
@@ -206,6 +209,27 @@ private slots:
         QCOMPARE(entries, application);
         QCOMPARE(main->title(), "Quillmarsh Hub");
         QCOMPARE(textOf(main, "sidebarToggleTip"), "Toggle Sidebar");
+    }
+
+    // The menu's check turns update notifications off and on again, kept in
+    // the settings file; a click on a notification brings the window to the
+    // front on the Updates tab.
+    void updateNotifications()
+    {
+        UpdateNotifier &notifier = harness->session.updateNotifier;
+        QVERIFY(notifier.isEnabled());
+        for (const bool enabled : {false, true}) {
+            QVERIFY(choose(main, "applicationMenu", "notifyItem"));
+            QCOMPARE(notifier.isEnabled(), enabled);
+            QCOMPARE(platform::hubSettings().value(UpdateNotifier::EnabledKey).toBool(), enabled);
+            QCOMPARE(QmlHarness::find(main, "notifyItem")->property("checked").toBool(), enabled);
+        }
+        showTab(AppTab::Products);
+        main->showMinimized();
+        emit harness->host.notifier.activated();
+        QCOMPARE(harness->state.selectedTab(), AppTab::Updates);
+        QVERIFY(main->visibility() != QWindow::Minimized);
+        QVERIFY(QTest::qWaitForWindowActive(main));
     }
 
     // The toggle hides the sidebar and gives its room to the detail, and

@@ -4,6 +4,7 @@
 #include "platform/Desktop.h"
 #include "platform/Host.h"
 #include "platform/HostPaths.h"
+#include "platform/Notifier.h"
 #include "platform/PluginMetadata.h"
 #include "platform/PluginScanner.h"
 #include "platform/PropertyListReader.h"
@@ -14,8 +15,8 @@
 #include <QStringList>
 
 // Doubles for what tests must not touch for real: the file manager, the
-// browser, the wall clock and the package installer; the sleeper sleeps for
-// real but is watched. Paths and property lists are real, inside the
+// browser, the wall clock, the package installer and the desktop's
+// notifications; the sleeper sleeps for real but is watched. Paths and property lists are real, inside the
 // sandboxed HOME; the network only ever talks to LocalHttpService.
 struct FixedClock final : platform::Clock
 {
@@ -44,6 +45,23 @@ struct RecordingPackageInstaller final : platform::PackageInstaller
     QCoro::Task<bool> install(QString packagePath) override { offered << packagePath; co_return takes; }
 };
 
+// Shows whatever it is given, or nothing while the desktop has no service.
+struct RecordingNotifier final : platform::Notifier
+{
+    struct Shown
+    {
+        QString title, body, actionLabel;
+    };
+    bool available = true;
+    QList<Shown> shown;
+    QCoro::Task<bool> notify(QString title, QString body, QString actionLabel) override
+    {
+        if (available)
+            shown << Shown{title, body, actionLabel};
+        co_return available;
+    }
+};
+
 struct RecordingSleeper final : platform::Sleeper
 {
     QList<std::chrono::milliseconds> waits;
@@ -65,5 +83,6 @@ struct TestHost
     RecordingUrlOpener urlOpener;
     RecordingPackageInstaller packageInstaller;
     platform::NetworkLimits limits; // tests shrink these instead of waiting
-    platform::Host host{network, paths, propertyLists, moduleInfo, pluginScanner, sleeper, clock, revealer, urlOpener, packageInstaller, limits};
+    RecordingNotifier notifier;
+    platform::Host host{network, paths, propertyLists, moduleInfo, pluginScanner, sleeper, clock, revealer, urlOpener, packageInstaller, limits, notifier};
 };

@@ -60,6 +60,19 @@ QQuickWindow *openWindow(QObject *main, const char *slot)
     return qobject_cast<QQuickWindow *>(window.value<QObject *>());
 }
 
+// The window with one of its menus open, as a click on its title opens it.
+bool saveMenu(QQuickWindow *main, const char *menuName, const QString &path)
+{
+    QObject *bar = main->findChild<QObject *>(QStringLiteral("menuBar"));
+    QObject *menu = bar ? bar->findChild<QObject *>(QLatin1String(menuName)) : nullptr;
+    if (!menu || !QMetaObject::invokeMethod(bar, "openMenu", Q_ARG(QVariant, QVariant::fromValue(menu)))
+        || !waitFor([menu] { return menu->property("opened").toBool(); }))
+        return false;
+    const bool saved = save(main, path);
+    QMetaObject::invokeMethod(menu, "close");
+    return saved;
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
@@ -92,6 +105,8 @@ int main(int argc, char *argv[])
                        L10n::shared());
     AppState &state = session.state;
     L10n &l10n = session.l10n;
+    // The demo's updates are news to nobody: the desktop hears nothing.
+    session.updateNotifier.setEnabled(false);
 
     QQmlApplicationEngine engine;
     hubui::prepareEngine(engine);
@@ -105,6 +120,7 @@ int main(int argc, char *argv[])
         return 1;
     }
     QCoro::waitFor(updates.finishPluginScans());
+    session.updateNotifier.setEnabled(true);
 
     bool ok = true;
     for (const auto &[language, suffix] : {std::pair{AppLanguage::En, "en"}, std::pair{AppLanguage::Ja, "ja"}}) {
@@ -128,6 +144,7 @@ int main(int argc, char *argv[])
         } else {
             ok = false;
         }
+        ok &= saveMenu(main, "applicationMenu", QStringLiteral("%1/menu-%2.png").arg(outDir, suffix));
         if (QQuickWindow *help = openWindow(main, "help")) {
             ok &= save(help, QStringLiteral("%1/help-%2.png").arg(outDir, suffix));
             help->close();
