@@ -1,5 +1,6 @@
 #pragma once
 
+#include "DownloadProgress.h"
 #include "PluginVersionInfo.h"
 #include "UpdateStatus.h"
 #include "catalog/InstallProbe.h"
@@ -14,6 +15,7 @@
 #include <QObject>
 #include <QPointer>
 #include <QSet>
+#include <QTimer>
 #include <QUrl>
 
 #include <chrono>
@@ -83,6 +85,11 @@ public:
     Q_INVOKABLE void downloadAndReveal(const QString &pluginId, const QString &downloadURL);
     // The same download, awaitable, for the command line.
     QCoro::Task<platform::DownloadResult> download(QString pluginId, QString downloadURL, bool reveal);
+    // How far a product's download has come; null while it is not downloading.
+    const DownloadProgress *downloadProgress(const QString &pluginId) const;
+    // The same as one line in the current language ("48 of 310 MB, 12 MB/s");
+    // empty before the first bytes and while not downloading.
+    Q_INVOKABLE QString downloadProgressText(const QString &pluginId) const;
     // The hub row's Update button: triggerSparkleUpdate, when set.
     Q_INVOKABLE void startHubSelfUpdate();
 
@@ -109,6 +116,8 @@ signals:
     void isCheckingChanged();
     void lastCheckedChanged();
     void downloadingIdsChanged();
+    // A few times a second at most while downloads run, and when one ends.
+    void downloadProgressChanged();
     void hubSelfUpdateChanged();
     void availableCountChanged();
     void pluginScansFinished();
@@ -129,6 +138,8 @@ private:
                                       QList<PendingScan> *pending, QMap<QString, QString> &versions);
     void setChecking(bool checking);
     void setDownloading(const QString &pluginId, bool downloading);
+    void noteProgress(const QString &pluginId, qint64 received, qint64 total);
+    void removeStalePartials(const QList<PluginVersionInfo> &records);
     QDateTime lastCheckedForView() const { return m_lastChecked.value_or(QDateTime()); }
 
     platform::Host &m_host;
@@ -140,6 +151,9 @@ private:
     bool m_isChecking = false;
     std::optional<QDateTime> m_lastChecked;
     QSet<QString> m_downloadingIds;
+    QHash<QString, DownloadProgress> m_progress;
+    QTimer m_progressThrottle;
+    bool m_partialsCleaned = false;
     HubSelfUpdateState m_hubSelfUpdate = HubSelfUpdateState::current();
     bool m_scanning = false;
     // A feed applied before any catalogue found no states to update.
