@@ -36,6 +36,8 @@ UpdateManager::UpdateManager(const QUrl &versionsURL, platform::Host &host,
     m_progressThrottle.setSingleShot(true);
     m_progressThrottle.setInterval(ProgressInterval);
     connect(&m_progressThrottle, &QTimer::timeout, this, &UpdateManager::downloadProgressChanged);
+    // The texts are in the interface language.
+    connect(&L10n::shared(), &L10n::languageChanged, this, &UpdateManager::downloadProgressChanged);
 }
 
 int UpdateManager::productUpdateCount() const
@@ -313,6 +315,14 @@ QString UpdateManager::downloadProgressText(const QString &pluginId) const
     if (!progress)
         return {};
     return L10n::shared().string(L10n::downloadProgress(progress->received(), progress->total(), progress->rate()));
+}
+
+QVariantMap UpdateManager::downloadProgressTexts() const
+{
+    QVariantMap texts;
+    for (auto it = m_progress.cbegin(); it != m_progress.cend(); ++it)
+        texts.insert(it.key(), downloadProgressText(it.key()));
+    return texts;
 }
 
 void UpdateManager::startHubSelfUpdate()

@@ -17,6 +17,7 @@
 #include <QSet>
 #include <QTimer>
 #include <QUrl>
+#include <QVariantMap>
 
 #include <chrono>
 #include <functional>
@@ -44,6 +45,7 @@ class UpdateManager : public QObject
     Q_PROPERTY(QString hubLatestVersion READ hubLatestVersion NOTIFY hubSelfUpdateChanged)
     Q_PROPERTY(bool hubHasLatestVersion READ hubHasLatestVersion NOTIFY hubSelfUpdateChanged)
     Q_PROPERTY(int hubStatus READ hubStatus NOTIFY hubSelfUpdateChanged)
+    Q_PROPERTY(QVariantMap downloadProgressTexts READ downloadProgressTexts NOTIFY downloadProgressChanged)
 
 public:
     static constexpr std::chrono::milliseconds DefaultCheckInterval = std::chrono::hours(24);
@@ -90,6 +92,8 @@ public:
     // The same as one line in the current language ("48 of 310 MB, 12 MB/s");
     // empty before the first bytes and while not downloading.
     Q_INVOKABLE QString downloadProgressText(const QString &pluginId) const;
+    // The same for every product downloading, by id, for bindings.
+    QVariantMap downloadProgressTexts() const;
     // The hub row's Update button: triggerSparkleUpdate, when set.
     Q_INVOKABLE void startHubSelfUpdate();
 

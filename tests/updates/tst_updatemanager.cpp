@@ -310,6 +310,7 @@ private slots:
         // The test host's clock stands still: no rate.
         QVERIFY2(QRegularExpression("^0\\.\\d of 0\\.1 MB$").match(manager->downloadProgressText("p")).hasMatch(),
                  qPrintable(manager->downloadProgressText("p")));
+        QCOMPARE(manager->downloadProgressTexts(), (QVariantMap{{"p", manager->downloadProgressText("p")}}));
         QTEST(QCoro::waitFor(std::move(download)).outcome.error, "error");
         QVERIFY(!told.isEmpty());
         QVERIFY(manager->downloadProgressText("p").isEmpty());
