@@ -40,7 +40,7 @@ QByteArray ResumeRecord::encode() const
 
 std::optional<ResumeRecord> ResumeRecord::decode(QByteArrayView bytes)
 {
-    if (bytes.size() > MaximumSize || !bytes.startsWith(Magic) || !bytes.endsWith('\n'))
+    if (bytes.size() > MaximumSize || bytes.size() <= Magic.size() || !bytes.startsWith(Magic) || !bytes.endsWith('\n'))
         return std::nullopt;
     const QByteArrayView body = bytes.sliced(Magic.size(), bytes.size() - Magic.size() - 1);
     const qsizetype newline = body.indexOf('\n');
