@@ -30,14 +30,14 @@ std::optional<ContentRange> parseContentRange(QByteArrayView header)
     constexpr QByteArrayView Unit("bytes ");
     if (text.size() <= Unit.size() || QByteArrayView(text.first(Unit.size())).compare(Unit, Qt::CaseInsensitive) != 0)
         return std::nullopt;
-    const QByteArrayView spec = text.sliced(Unit.size()).trimmed();
-    const qsizetype dash = spec.indexOf('-');
-    const qsizetype slash = spec.indexOf('/');
+    const QByteArrayView range = text.sliced(Unit.size()).trimmed();
+    const qsizetype dash = range.indexOf('-');
+    const qsizetype slash = range.indexOf('/');
     if (dash < 0 || slash < dash)
         return std::nullopt;
-    const auto first = number(spec.first(dash));
-    const auto last = number(spec.sliced(dash + 1, slash - dash - 1));
-    const QByteArrayView completeText = spec.sliced(slash + 1);
+    const auto first = number(range.first(dash));
+    const auto last = number(range.sliced(dash + 1, slash - dash - 1));
+    const QByteArrayView completeText = range.sliced(slash + 1);
     const auto complete = completeText == "*" ? std::optional<qint64>(-1) : number(completeText);
     if (!first || !last || !complete || *first > *last || *last == std::numeric_limits<qint64>::max()
         || (*complete >= 0 && *last >= *complete))

@@ -77,7 +77,7 @@ public:
                 restartWanted = true;
                 return false;
             }
-            if ((writeError = m_partial.continueInto(m_hash)) != 0)
+            if ((writeError = m_partial.continueInto(hashing() ? &m_hash : nullptr)) != 0)
                 return false;
             m_total = range->complete;
         } else if (status == 206) {
@@ -107,7 +107,8 @@ public:
     {
         if ((writeError = m_partial.append(bytes)) != 0)
             return false;
-        m_hash.addData(bytes);
+        if (hashing())
+            m_hash.addData(bytes);
         if (m_options.expectedSize && m_partial.size() > *m_options.expectedSize) {
             refusal = QStringLiteral("the file is longer than the %1 bytes the feed says").arg(bytesText(*m_options.expectedSize));
             return false;
@@ -127,6 +128,9 @@ public:
     }
 
 private:
+    // Digests cost time; only a published one is worth computing.
+    bool hashing() const { return m_options.expectedSha256.has_value(); }
+
     // The rest of the file the partial one began, with the same validator.
     bool continuesFile(const ContentRange &range, const QNetworkReply &reply) const
     {

@@ -118,18 +118,18 @@ int PartialDownload::restart(const QByteArray &validator)
     return error;
 }
 
-int PartialDownload::continueInto(QCryptographicHash &hash)
+int PartialDownload::continueInto(QCryptographicHash *hash)
 {
     if (::lseek(m_fd, 0, SEEK_SET) != 0)
         return errno;
-    QByteArray block(ReadBlock, Qt::Uninitialized);
-    for (qint64 left = m_resumable; left > 0;) {
+    QByteArray block(hash ? ReadBlock : 0, Qt::Uninitialized);
+    for (qint64 left = hash ? m_resumable : 0; left > 0;) {
         const ssize_t got = ::read(m_fd, block.data(), size_t(std::min(left, ReadBlock)));
         if (got < 0 && errno == EINTR)
             continue;
         if (got <= 0)
             return got < 0 ? errno : EIO;
-        hash.addData(QByteArrayView(block.constData(), got));
+        hash->addData(QByteArrayView(block.constData(), got));
         left -= got;
     }
     // Anything past what was offered is not part of this answer.

@@ -34,8 +34,9 @@ public:
     // The server sends the whole body: empties the file and records
     // `validator` for a later resume (none when empty). 0 or an errno.
     int restart(const QByteArray &validator);
-    // The server sends the rest: the bytes already there go into `hash`.
-    int continueInto(QCryptographicHash &hash);
+    // The server sends the rest: the bytes already there go into `hash`,
+    // when given. 0 or an errno.
+    int continueInto(QCryptographicHash *hash);
     // 0 or an errno.
     int append(const QByteArray &bytes);
     qint64 size() const { return m_size; }
