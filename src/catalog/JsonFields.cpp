@@ -88,6 +88,19 @@ qint64 JsonFields::optionalInteger(QLatin1StringView key, qint64 fallback)
     return *number;
 }
 
+std::optional<qint64> JsonFields::optionalCount(QLatin1StringView key)
+{
+    const json::Member *member = present(key);
+    if (!member)
+        return std::nullopt;
+    const std::optional<qint64> number = wholeNumber(member->value);
+    if (!number || *number < 0) {
+        fail();
+        return std::nullopt;
+    }
+    return number;
+}
+
 std::optional<QMap<QString, QString>> JsonFields::optionalStringMap(QLatin1StringView key)
 {
     const json::Member *member = present(key);

@@ -31,6 +31,10 @@ public:
     qint64 optionalInteger(QLatin1StringView key, qint64 fallback);
     // An object whose members are all strings.
     std::optional<QMap<QString, QString>> optionalStringMap(QLatin1StringView key);
+    // A whole number of zero or more.
+    std::optional<qint64> optionalCount(QLatin1StringView key);
+    // For checks of a value's form beyond its type.
+    void reject() { fail(); }
 
 private:
     void fail() { m_ok = false; }

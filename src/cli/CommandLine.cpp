@@ -1,6 +1,7 @@
 #include "CommandLine.h"
 
 #include "Console.h"
+#include "ProgressBar.h"
 #include "SelfUpdateCommand.h"
 #include "StatusReport.h"
 #include "app/AppState.h"
@@ -9,6 +10,8 @@
 #include <QCoreApplication>
 #include <QCoro/QCoroTask>
 #include <QTextStream>
+
+#include <memory>
 
 namespace cli {
 namespace {
@@ -59,8 +62,10 @@ QCoro::Task<int> runDownload(const Invocation &invocation, AppState &state)
         complain(QStringLiteral("no update is available for %1").arg(invocation.pluginId));
         co_return 1;
     }
+    auto bar = std::make_unique<ProgressBar>(*state.updateManager(), invocation.pluginId);
     const auto result = co_await state.updateManager()->download(invocation.pluginId, entry->status.downloadURL,
                                                                 invocation.reveal);
+    bar.reset();
     if (!result.outcome.ok()) {
         complain(QStringLiteral("download failed: ") + result.outcome.error);
         co_return 1;

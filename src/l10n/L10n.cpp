@@ -2,6 +2,8 @@
 
 #include "platform/Settings.h"
 
+#include <cmath>
+
 L10n::L10n(QObject *parent)
     : QObject(parent)
 {
@@ -64,4 +66,24 @@ StringKey L10n::downloadedSize(qint64 received, qint64 total)
         return {megabytes(received), megabytes(received)};
     return {QStringLiteral("%1 of %2").arg(megabytes(received), megabytes(total)),
             QStringLiteral("%1 / %2").arg(megabytes(received), megabytes(total))};
+}
+
+StringKey L10n::downloadProgress(qint64 received, qint64 total, double bytesPerSecond)
+{
+    const auto megabytes = [](double bytes) {
+        const double value = bytes / 1e6;
+        const bool small = std::round(value * 10) < 100;
+        return QString::number(value, 'f', small ? 1 : 0);
+    };
+    const QString got = megabytes(double(received));
+    StringKey text = total >= 0
+        ? StringKey{QStringLiteral("%1 of %2 MB").arg(got, megabytes(double(total))),
+                    QStringLiteral("%2 MB 中 %1 MB").arg(got, megabytes(double(total)))}
+        : StringKey{got + QStringLiteral(" MB"), got + QStringLiteral(" MB")};
+    if (bytesPerSecond >= 0) {
+        const QString rate = megabytes(bytesPerSecond);
+        text.en += QStringLiteral(", %1 MB/s").arg(rate);
+        text.ja += QStringLiteral("、%1 MB/秒").arg(rate);
+    }
+    return text;
 }

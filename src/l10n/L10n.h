@@ -37,6 +37,9 @@ public:
     // "1.5 MB of 20.0 MB", or the received size alone while the total is
     // unknown (negative or zero).
     static StringKey downloadedSize(qint64 received, qint64 total);
+    // "48 of 310 MB, 12 MB/s" (MB = 10^6 bytes, one decimal under 10); the
+    // total left out while unknown (negative), the rate while negative.
+    static StringKey downloadProgress(qint64 received, qint64 total, double bytesPerSecond);
 
     Q_INVOKABLE QString lastCheckedText(const QString &time) const { return string(lastChecked(time)); }
     Q_INVOKABLE QString updatesAvailableText(qint64 count) const { return string(updatesAvailable(count)); }

@@ -9,6 +9,7 @@
 #include <QUrl>
 
 #include <functional>
+#include <optional>
 
 class QNetworkAccessManager;
 
@@ -59,14 +60,20 @@ struct DownloadOptions
     // Runs on the complete, closed temporary file before it is moved into
     // place; a failure deletes the file and fails the download.
     std::function<Outcome(const QString &temporaryPath)> check;
+    // What the publisher says the file is; a file that differs is refused.
+    std::optional<qint64> expectedSize;
+    std::optional<QByteArray> expectedSha256; // the 32 bytes of the digest
 };
 
-// Streams `url` into a hidden temporary file inside `directory`, then
+// Streams `url` into a hidden partial file inside `directory`, then
 // renames it over `<directory>/<fileName>` in one step. Whatever the server
 // answers is saved, whatever its status; a transfer that fails in any way
-// (transport, decompression, size, time, writing) leaves the destination as
-// it was and no temporary file behind. Files are saved as served: the
-// request asks for no compression and refuses any.
+// (transport, decompression, size, time, writing, verification) leaves the
+// destination as it was. A transfer that breaks off keeps its partial file,
+// hidden, when the server named a validator, and the next download of the
+// same URL asks for the rest (Range with If-Range); any other failure
+// leaves nothing behind. Files are saved as served: the request asks for
+// no compression and refuses any.
 QCoro::Task<DownloadResult> download(QNetworkAccessManager &network, QUrl url, QString fileName, QString directory,
                                      DownloadOptions options = {});
 

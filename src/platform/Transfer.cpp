@@ -158,6 +158,7 @@ QNetworkReply *Transfer::startHop()
     m_reply = m_network.get(request);
     m_reply->setReadBufferSize(ReadBufferSize);
     m_received = 0;
+    m_headSeen = false;
     connect(m_reply, &QNetworkReply::readyRead, this, &Transfer::deliver);
     connect(m_reply, &QNetworkReply::downloadProgress, this, [this](qint64 received, qint64 total) {
         if (isRedirect())
@@ -206,15 +207,28 @@ void Transfer::cancel()
 
 void Transfer::deliver()
 {
-    if (!m_reply || m_stop != Stop::None || !m_reply->isOpen())
+    if (!m_reply || m_stop != Stop::None)
         return;
-    const QByteArray chunk = m_reply->readAll();
-    if (isRedirect())
-        return; // a redirect's own body is nobody's business
+    if (isRedirect()) {
+        if (m_reply->isOpen())
+            m_reply->readAll(); // a redirect's own body is nobody's business
+        return;
+    }
     if (isUnaskedEncoding()) {
         stop(Stop::Encoded);
         return;
     }
+    const QVariant status = m_reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
+    if (!m_headSeen && status.isValid() && status.toInt() >= 200) {
+        m_headSeen = true;
+        if (m_headCheck && !m_headCheck(*m_reply)) {
+            stop(Stop::Refused);
+            return;
+        }
+    }
+    if (!m_reply->isOpen())
+        return;
+    const QByteArray chunk = m_reply->readAll();
     if (chunk.isEmpty())
         return;
     m_received += chunk.size();
@@ -251,11 +265,15 @@ TransferResult Transfer::finish()
     case Stop::SinkFailed:
         result.outcome = Outcome::failure(QStringLiteral("the answer could not be stored"));
         return result;
+    case Stop::Refused:
+        result.outcome = Outcome::failure(QStringLiteral("the answer was refused"));
+        return result;
     case Stop::Encoded:
         result.outcome = Outcome::failure(QStringLiteral("the server compressed the file although it was asked not to"));
         return result;
     case Stop::TimedOut:
         result.outcome = Outcome::failure(QStringLiteral("timed out after %1").arg(durationText(m_limits.totalTimeout)));
+        result.brokeOff = m_headSeen;
         return result;
     case Stop::None:
         break;
@@ -266,6 +284,7 @@ TransferResult Transfer::finish()
     }
     if (!status.isValid() || m_reply->error() != errorForStatus(result.httpStatus)) {
         result.outcome = Outcome::failure(describe(*m_reply, m_limits));
+        result.brokeOff = m_headSeen;
         return result;
     }
     // Qt can finish without any answer at all (status 100, its placeholder).
@@ -278,6 +297,7 @@ TransferResult Transfer::finish()
         result.outcome = Outcome::failure(QStringLiteral("the answer broke off after %1 of %2 bytes")
                                               .arg(m_received)
                                               .arg(announced.toLongLong()));
+        result.brokeOff = true;
         return result;
     }
     return result;

@@ -22,6 +22,10 @@ struct TransferResult
     int httpStatus = 0;   // of the last hop; 0 when none arrived
     bool tooLarge = false;
     bool cancelled = false;
+    // The answer stopped short (connection lost, nothing arrived in time,
+    // fewer bytes than announced): what reached the sink is a true start
+    // of the body.
+    bool brokeOff = false;
 };
 
 // One GET under the rules every request of the hub follows, whatever it
@@ -42,10 +46,16 @@ class Transfer : public QObject
 
 public:
     using Sink = std::function<bool(const QByteArray &chunk)>;
+    // Sees the final answer's status and headers before any of its body
+    // reaches the sink (also when the body is empty); false stops the
+    // transfer.
+    using HeadCheck = std::function<bool(const QNetworkReply &reply)>;
 
     Transfer(QNetworkAccessManager &network, QNetworkRequest request, TransferLimits limits, Sink sink,
              QObject *parent = nullptr);
     ~Transfer() override;
+
+    void setHeadCheck(HeadCheck check) { m_headCheck = std::move(check); }
 
     // Runs once.
     QCoro::Task<TransferResult> run();
@@ -59,7 +69,7 @@ signals:
     void progress(qint64 received, qint64 total);
 
 private:
-    enum class Stop { None, Cancelled, TooLarge, SinkFailed, Encoded, TimedOut };
+    enum class Stop { None, Cancelled, TooLarge, SinkFailed, Refused, Encoded, TimedOut };
 
     QNetworkReply *startHop();
     bool isRedirect() const;
@@ -74,6 +84,8 @@ private:
     QNetworkRequest m_request;
     const TransferLimits m_limits;
     Sink m_sink;
+    HeadCheck m_headCheck;
+    bool m_headSeen = false;
     QNetworkReply *m_reply = nullptr;
     QUrl m_hop;
     Stop m_stop = Stop::None;

@@ -4,11 +4,13 @@
 #include "InstallerDownload.h"
 #include "VersionComparison.h"
 #include "catalog/ProductCatalogManager.h"
+#include "l10n/L10n.h"
 #include "platform/Clock.h"
 #include "platform/Desktop.h"
 #include "platform/Download.h"
 #include "platform/Host.h"
 #include "platform/HostPaths.h"
+#include "platform/PartialCleanup.h"
 #include "platform/Transfer.h"
 #include "platform/PluginScanner.h"
 #include "platform/Schedule.h"
@@ -16,6 +18,11 @@
 #include <QCoroSignal>
 
 #include <algorithm>
+
+namespace {
+// How often views hear of download progress.
+constexpr std::chrono::milliseconds ProgressInterval(250);
+} // namespace
 
 UpdateManager::UpdateManager(const QUrl &versionsURL, platform::Host &host,
                              std::chrono::milliseconds checkInterval, QObject *parent)
@@ -26,6 +33,12 @@ UpdateManager::UpdateManager(const QUrl &versionsURL, platform::Host &host,
 {
     connect(this, &UpdateManager::statesChanged, this, &UpdateManager::availableCountChanged);
     connect(this, &UpdateManager::hubSelfUpdateChanged, this, &UpdateManager::availableCountChanged);
+    // Progress arrives with every chunk; views need a few updates a second.
+    m_progressThrottle.setSingleShot(true);
+    m_progressThrottle.setInterval(ProgressInterval);
+    connect(&m_progressThrottle, &QTimer::timeout, this, &UpdateManager::downloadProgressChanged);
+    // The texts are in the interface language.
+    connect(&L10n::shared(), &L10n::languageChanged, this, &UpdateManager::downloadProgressChanged);
 }
 
 int UpdateManager::productUpdateCount() const
@@ -138,11 +151,27 @@ void UpdateManager::applyVersions(const QList<PluginVersionInfo> &records)
         });
         state.latestVersion = record.version;
         state.downloadURL = record.download_url;
+        state.releaseNotes = record.release_notes;
+        state.expectedSha256 = record.sha256;
+        state.expectedSize = record.size;
         state.status = installed.isEmpty() ? UpdateStatus::notInstalled()
             : anyOlder                     ? UpdateStatus::updateAvailable(record.version, record.download_url)
                                            : UpdateStatus::upToDate();
         emit statesChanged();
     }
+    removeStalePartials(records);
+}
+
+void UpdateManager::removeStalePartials(const QList<PluginVersionInfo> &records)
+{
+    // Once per run, and only once the feed has said what is still offered.
+    if (m_partialsCleaned || m_states.isEmpty())
+        return;
+    m_partialsCleaned = true;
+    QList<QUrl> offered;
+    for (const PluginVersionInfo &record : records)
+        offered << QUrl(record.download_url, QUrl::StrictMode);
+    platform::PartialCleanup::removeStale(m_host.paths.downloadsDirectory(), offered, m_host.clock.now());
 }
 
 void UpdateManager::applyHubRecord(const PluginVersionInfo &record)
@@ -182,12 +211,15 @@ void UpdateManager::rebuildStates(InstallProbe &probe)
         rebuilt.reserve(products.size());
     for (qsizetype i = 0; i < products.size(); ++i) {
         const Product &product = products[i];
-        auto state = sameCatalogue ? m_states.find(product.id) : rebuilt.insert(product.id, {product, {}, {}, {}, {}});
+        auto state = sameCatalogue ? m_states.find(product.id) : rebuilt.insert(product.id, {product, {}, {}, {}, {}, {}, {}, {}});
         Q_ASSERT(!sameCatalogue || state != m_states.end());
         if (!sameCatalogue) {
             if (const auto previous = m_states.constFind(product.id); previous != m_states.cend()) {
                 state->latestVersion = previous->latestVersion;
                 state->downloadURL = previous->downloadURL;
+                state->releaseNotes = previous->releaseNotes;
+                state->expectedSha256 = previous->expectedSha256;
+                state->expectedSize = previous->expectedSize;
             }
         }
         readInstalledVersions(probe, i, m_host, &pending, state->installedVersions);
@@ -251,8 +283,18 @@ QCoro::Task<platform::DownloadResult> UpdateManager::download(QString pluginId, 
     } else if (!name) {
         result.outcome = Outcome::failure(QStringLiteral("no safe file name for %1").arg(pluginId));
     } else {
+        platform::DownloadControl control;
+        connect(&control, &platform::DownloadControl::progress, this,
+                [this, pluginId](qint64 received, qint64 total) { noteProgress(pluginId, received, total); });
         platform::DownloadOptions options;
+        options.control = &control;
         options.limits = m_host.limits.installer;
+        // The feed's checks hold for the installer it names.
+        if (const auto state = m_states.constFind(pluginId); state != m_states.cend() && state->downloadURL == downloadURL) {
+            options.expectedSize = state->expectedSize;
+            if (state->expectedSha256)
+                options.expectedSha256 = QByteArray::fromHex(state->expectedSha256->toLatin1());
+        }
         result = co_await platform::download(m_host.network, url, *name, m_host.paths.downloadsDirectory(),
                                              std::move(options));
         if (result.outcome.ok() && reveal)
@@ -318,6 +360,35 @@ QCoro::Task<QList<platform::DownloadResult>> UpdateManager::downloadAll(bool rev
     co_return results;
 }
 
+void UpdateManager::noteProgress(const QString &pluginId, qint64 received, qint64 total)
+{
+    m_progress[pluginId].update(received, total, m_host.clock.now());
+    if (!m_progressThrottle.isActive())
+        m_progressThrottle.start();
+}
+
+const DownloadProgress *UpdateManager::downloadProgress(const QString &pluginId) const
+{
+    const auto found = m_progress.constFind(pluginId);
+    return found == m_progress.cend() ? nullptr : &*found;
+}
+
+QString UpdateManager::downloadProgressText(const QString &pluginId) const
+{
+    const DownloadProgress *progress = downloadProgress(pluginId);
+    if (!progress)
+        return {};
+    return L10n::shared().string(L10n::downloadProgress(progress->received(), progress->total(), progress->rate()));
+}
+
+QVariantMap UpdateManager::downloadProgressTexts() const
+{
+    QVariantMap texts;
+    for (auto it = m_progress.cbegin(); it != m_progress.cend(); ++it)
+        texts.insert(it.key(), downloadProgressText(it.key()));
+    return texts;
+}
+
 void UpdateManager::startHubSelfUpdate()
 {
     if (triggerSparkleUpdate)
@@ -334,9 +405,12 @@ void UpdateManager::setChecking(bool checking)
 
 void UpdateManager::setDownloading(const QString &pluginId, bool downloading)
 {
-    if (downloading)
+    if (downloading) {
         m_downloadingIds.insert(pluginId);
-    else
+    } else {
         m_downloadingIds.remove(pluginId);
+        if (m_progress.remove(pluginId))
+            emit downloadProgressChanged();
+    }
     emit downloadingIdsChanged();
 }

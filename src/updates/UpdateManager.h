@@ -1,5 +1,6 @@
 #pragma once
 
+#include "DownloadProgress.h"
 #include "PluginVersionInfo.h"
 #include "UpdateStatus.h"
 #include "catalog/InstallProbe.h"
@@ -14,7 +15,9 @@
 #include <QObject>
 #include <QPointer>
 #include <QSet>
+#include <QTimer>
 #include <QUrl>
+#include <QVariantMap>
 
 #include <chrono>
 #include <functional>
@@ -43,6 +46,7 @@ class UpdateManager : public QObject
     Q_PROPERTY(QString hubLatestVersion READ hubLatestVersion NOTIFY hubSelfUpdateChanged)
     Q_PROPERTY(bool hubHasLatestVersion READ hubHasLatestVersion NOTIFY hubSelfUpdateChanged)
     Q_PROPERTY(int hubStatus READ hubStatus NOTIFY hubSelfUpdateChanged)
+    Q_PROPERTY(QVariantMap downloadProgressTexts READ downloadProgressTexts NOTIFY downloadProgressChanged)
 
 public:
     static constexpr std::chrono::milliseconds DefaultCheckInterval = std::chrono::hours(24);
@@ -96,6 +100,13 @@ public:
     bool isUpdatingAll() const { return m_isUpdatingAll; }
     // The ids of the catalogue's products whose status is updateAvailable, in catalogue order.
     QStringList outdatedProducts() const;
+    // How far a product's download has come; null while it is not downloading.
+    const DownloadProgress *downloadProgress(const QString &pluginId) const;
+    // The same as one line in the current language ("48 of 310 MB, 12 MB/s");
+    // empty before the first bytes and while not downloading.
+    Q_INVOKABLE QString downloadProgressText(const QString &pluginId) const;
+    // The same for every product downloading, by id, for bindings.
+    QVariantMap downloadProgressTexts() const;
     // The hub row's Update button: triggerSparkleUpdate, when set.
     Q_INVOKABLE void startHubSelfUpdate();
 
@@ -122,6 +133,8 @@ signals:
     void isCheckingChanged();
     void lastCheckedChanged();
     void downloadingIdsChanged();
+    // A few times a second at most while downloads run, and when one ends.
+    void downloadProgressChanged();
     void hubSelfUpdateChanged();
     void availableCountChanged();
     void isUpdatingAllChanged();
@@ -148,6 +161,8 @@ private:
                                       QList<PendingScan> *pending, QMap<QString, QString> &versions);
     void setChecking(bool checking);
     void setDownloading(const QString &pluginId, bool downloading);
+    void noteProgress(const QString &pluginId, qint64 received, qint64 total);
+    void removeStalePartials(const QList<PluginVersionInfo> &records);
     QDateTime lastCheckedForView() const { return m_lastChecked.value_or(QDateTime()); }
 
     platform::Host &m_host;
@@ -160,6 +175,9 @@ private:
     bool m_isUpdatingAll = false;
     std::optional<QDateTime> m_lastChecked;
     QSet<QString> m_downloadingIds;
+    QHash<QString, DownloadProgress> m_progress;
+    QTimer m_progressThrottle;
+    bool m_partialsCleaned = false;
     HubSelfUpdateState m_hubSelfUpdate = HubSelfUpdateState::current();
     bool m_scanning = false;
     // A feed applied before any catalogue found no states to update.

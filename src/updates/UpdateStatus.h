@@ -49,6 +49,10 @@ struct ProductUpdateState
     QMap<QString, QString> installedVersions;
     std::optional<QString> latestVersion;
     std::optional<QString> downloadURL;
+    // What the same feed record says about its installer.
+    std::optional<QString> releaseNotes;
+    std::optional<QString> expectedSha256;
+    std::optional<qint64> expectedSize;
     UpdateStatus status;
 
     friend bool operator==(const ProductUpdateState &, const ProductUpdateState &) = default;

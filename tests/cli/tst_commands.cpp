@@ -5,6 +5,7 @@
 #include "support/PropertyListWriter.h"
 
 #include <QCoroProcess>
+#include <QCryptographicHash>
 #include <QRegularExpression>
 #include <QtTest>
 
@@ -59,9 +60,12 @@ class CommandsTest : public QObject
 
     void serveVersions(int status, const QString &installer)
     {
+        // The installer the rows call good, by digest.
+        QJsonObject old = version("old", "1.5", service.baseUrl().toString() + "/files/" + installer);
+        old.insert("sha256", QString(QCryptographicHash::hash("installer bytes", QCryptographicHash::Sha256).toHex()));
         service.setRoute("/api/plugin-versions", Route{.status = status, .body = fixtures::document({
-            version("current", "2.0"), version("old", "1.5", service.baseUrl().toString() + "/files/" + installer),
-            version("absent", "1.0"), version("studio", "3.5", service.url("/files/Studio.dmg").toString()), version("hub", "9.0")})});
+            version("current", "2.0"), old, version("absent", "1.0"), version("studio", "3.5", service.url("/files/Studio.dmg").toString()),
+            version("hub", "9.0")})});
     }
 
 private slots:
@@ -140,6 +144,8 @@ private slots:
                                                        << QByteArray() << "Old\nInstaller.dmg";
         QTest::newRow("download broken off") << downloadOld << Route{.body = QByteArray(1000, 'x'), .truncateAfter = 10} << 200 << 1
                                              << QByteArray() << QByteArray("download failed: the connection to 127.0.0.1 broke off") << "";
+        QTest::newRow("download altered") << downloadOld << Route{.body = "installer bytez"} << 200 << 1 << QByteArray()
+                                          << QByteArray("download failed: the file's SHA-256 does not match the feed") << "";
         QTest::newRow("unknown id") << QStringList{"download", "nope"} << good << 200 << 1 << QByteArray() << QByteArray("no product") << "";
         QTest::newRow("up to date") << QStringList{"download", "current"} << good << 200 << 1 << QByteArray() << QByteArray("no update") << "";
         QTest::newRow("missing id") << QStringList{"download"} << good << 200 << 2 << QByteArray() << QByteArray("Usage") << "";
@@ -169,6 +175,8 @@ private slots:
         QTEST(result.exitCode, "exitCode");
         QVERIFY2(result.exitCode == 0 ? result.out == out : result.out.contains(out), result.out.constData());
         QVERIFY2(result.err.contains(err), result.err.constData());
+        // Not a terminal: no progress bar.
+        QVERIFY2(result.exitCode != 0 || result.err.isEmpty(), result.err.constData());
         QCOMPARE(testfiles::downloadsListing(), saved.isEmpty() ? QStringList{} : QStringList{saved});
         if (!saved.isEmpty())
             QCOMPARE(testfiles::read(downloads() + "/" + saved), served.body);
@@ -185,7 +193,7 @@ private slots:
         QCOMPARE(result.exitCode, 1);
         QCOMPARE(result.out, QFile::encodeName(downloads() + "/Studio.dmg\n"));
         QVERIFY2(result.err.contains("download of old failed"), result.err.constData());
-        service.setRoute("/files/Old Installer.dmg", Route{.body = "old"});
+        service.setRoute("/files/Old Installer.dmg", Route{.body = "installer bytes"});
         result = hub({"download", "--all"});
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(result.out, QFile::encodeName(downloads() + "/Studio.dmg\n" + downloads() + "/Old Installer.dmg\n"));

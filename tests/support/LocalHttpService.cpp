@@ -71,6 +71,7 @@ private:
         const QString path = QUrl::fromPercentEncoding(m_head.left(m_head.indexOf("\r\n")).split(' ').value(1).split('?')[0]);
         ++m_service->m_total;
         ++m_service->m_counts[path];
+        m_service->m_lastHeads.insert(path, m_head.left(m_head.indexOf("\r\n\r\n") + 2));
         // A copy: the route may be replaced while we wait.
         m_route = m_service->m_routes.value(path, Route{.status = 404, .body = "No route for " + path.toUtf8() + '\n'});
         if (!m_route.hang)
@@ -85,17 +86,51 @@ private:
         else if (!route.file.isEmpty())
             route.body = testfiles::read(route.file);
         m_size = route.generatedSize >= 0 ? route.generatedSize : route.body.size();
-        m_limit = route.truncateAfter >= 0 ? std::min(route.truncateAfter, m_size) : m_size;
+        if (route.etag.isEmpty() && !route.file.isEmpty())
+            route.etag = '"' + QByteArray::number(m_size) + '-' + QByteArray::number(QFileInfo(route.file).lastModified().toMSecsSinceEpoch()) + '"';
+        else if (route.etag.isEmpty() && route.generatedSize >= 0)
+            route.etag = "\"generated-" + QByteArray::number(m_size) + '"';
         // Clients read the status code, never the reason phrase.
-        const int status = !route.redirectTo.isEmpty() && route.status == 200 ? 302 : route.status;
+        int status = !route.redirectTo.isEmpty() && route.status == 200 ? 302 : route.status;
+        const qint64 first = status == 200 && route.chunkSize == 0 ? rangeStart() : -1;
+        if (first >= 0) {
+            status = 206;
+            m_sent = first;
+        }
+        const qint64 length = m_size - std::max<qint64>(first, 0);
+        m_limit = route.truncateAfter >= 0 ? std::min(m_sent + route.truncateAfter, m_size) : m_size;
         QByteArray head = "HTTP/1.1 " + QByteArray::number(status) + (status == 200 ? " OK" : " Status") + "\r\n";
         if (!route.redirectTo.isEmpty())
             head += "Location: " + route.redirectTo + "\r\n";
-        head += route.chunkSize > 0 ? QByteArray("Transfer-Encoding: chunked\r\n") : "Content-Length: " + QByteArray::number(m_size) + "\r\n";
+        if (!route.etag.isEmpty())
+            head += "ETag: " + route.etag + "\r\n";
+        if (first >= 0)
+            head += "Content-Range: bytes " + QByteArray::number(first) + '-' + QByteArray::number(m_size - 1) + '/' + QByteArray::number(m_size) + "\r\n";
+        head += route.chunkSize > 0 ? QByteArray("Transfer-Encoding: chunked\r\n") : "Content-Length: " + QByteArray::number(length) + "\r\n";
         for (const auto &[name, value] : route.headers)
             head += name + ": " + value + "\r\n";
         m_socket->write(head + "Connection: close\r\n\r\n");
         pump();
+    }
+
+    // Where a "Range: bytes=N-" the route can honour starts; -1 for the
+    // whole body.
+    qint64 rangeStart() const
+    {
+        QByteArray range, ifRange;
+        for (const QByteArray &line : m_head.split('\n')) {
+            const QByteArray name = line.left(line.indexOf(':')).trimmed().toLower();
+            const QByteArray value = line.mid(line.indexOf(':') + 1).trimmed();
+            if (name == "range")
+                range = value;
+            else if (name == "if-range")
+                ifRange = value;
+        }
+        if (m_route.etag.isEmpty() || !range.startsWith("bytes=") || !range.endsWith('-') || (!ifRange.isEmpty() && ifRange != m_route.etag))
+            return -1;
+        bool ok = false;
+        const qint64 first = range.mid(6, range.size() - 7).toLongLong(&ok);
+        return ok && first >= 0 && first < m_size ? first : -1;
     }
 
     // Tops the socket's queue up to HighWater; called again on bytesWritten.
@@ -105,6 +140,12 @@ private:
         const bool connected = m_socket->state() == QAbstractSocket::ConnectedState;
         while (connected && !m_pausing && m_sent < m_limit && m_socket->bytesToWrite() < HighWater) {
             qint64 length = std::min(BlockSize, m_limit - m_sent);
+            if (m_route.bytesPerSecond > 0) {
+                // A tenth of a second's worth, then a pause.
+                length = std::min(length, std::max<qint64>(1, m_route.bytesPerSecond / 10));
+                m_pausing = true;
+                QTimer::singleShot(100ms, this, [this] { m_pausing = false; pump(); });
+            }
             QByteArray out;
             if (chunk > 0) {
                 // Sized from the whole body: a truncated answer breaks off
@@ -159,6 +200,16 @@ QUrl LocalHttpService::baseUrl() const
 void LocalHttpService::setFile(const QString &path, const QString &filePath, const QByteArray &contentType)
 {
     setRoute(path, Route{.headers = contentType.isEmpty() ? Headers() : Headers{{"Content-Type", contentType}}, .file = filePath});
+}
+
+QByteArray LocalHttpService::lastRequestHeader(const QString &path, const QByteArray &name) const
+{
+    for (const QByteArray &line : m_lastHeads.value(path).split('\n')) {
+        const qsizetype colon = line.indexOf(':');
+        if (colon > 0 && line.left(colon).trimmed().compare(name, Qt::CaseInsensitive) == 0)
+            return line.mid(colon + 1).trimmed();
+    }
+    return {};
 }
 
 QByteArray LocalHttpService::generatedBytes(qint64 offset, qint64 length)

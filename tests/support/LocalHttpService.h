@@ -14,7 +14,9 @@
 
 // A small HTTP/1.1 server on 127.0.0.1 for network tests and the demo
 // service: canned answers by exact path (the query is ignored), one request
-// per connection, large bodies streamed with back-pressure.
+// per connection, large bodies streamed with back-pressure. A body with an
+// ETag honours "Range: bytes=N-" (206 with Content-Range), unless If-Range
+// names another validator (then 200 with the whole body).
 class LocalHttpService : public QObject
 {
     Q_OBJECT
@@ -35,6 +37,8 @@ public:
         QByteArray redirectTo{};              // Location; status 302 unless another is given
         qint64 truncateAfter = -1;            // >=0: close after this many body bytes
         QString file{};                       // the body is this file as it is when asked; 404 if missing
+        QByteArray etag{};                    // ETag; file and generated bodies get one of their own
+        qint64 bytesPerSecond = 0;            // >0: the body is paced to about this rate
     };
 
     // Https serves https://localhost with the tests' own certificate, which
@@ -55,6 +59,8 @@ public:
     // Every request counts, known path or not.
     int requestCount(const QString &path) const { return m_counts.value(path); }
     int totalRequests() const { return m_total; }
+    // A header of the last request for this path; empty when it had none.
+    QByteArray lastRequestHeader(const QString &path, const QByteArray &name) const;
 
     // Bytes [offset, offset + length) of one endless stream in which no
     // 8-byte word repeats, so a body shifted or spliced never matches.
@@ -67,6 +73,7 @@ private:
     QTcpServer *m_server;
     QHash<QString, Route> m_routes;
     QHash<QString, int> m_counts;
+    QHash<QString, QByteArray> m_lastHeads;
     int m_total = 0;
 };
 

@@ -4,6 +4,9 @@
 #include "support/LocalHttpService.h"
 #include "support/PropertyListWriter.h"
 #include "support/TestHost.h"
+#include "l10n/L10n.h"
+#include "platform/ResumeRecord.h"
+#include "updates/DownloadProgress.h"
 #include "updates/InstallerDownload.h"
 #include "updates/NotesExcerpt.h"
 #include "updates/PluginVersionInfo.h"
@@ -104,16 +107,20 @@ private slots:
     }
 
     // The feed in document order; null counts as absent, unknown keys are
-    // ignored; one bad record rejects it all. (A missing download_url fails
-    // the check below; the document's shape is the catalogue's test.)
+    // ignored; one bad record rejects it all, a present sha256 or size of
+    // the wrong form included. (A missing download_url fails the check
+    // below; the document's shape is the catalogue's test.)
     void decodesFeed()
     {
-        const auto feed = PluginVersionInfo::decodeFeed(json("[{'plugin_id':'a','version':'1.0','download_url':'u','extra':[1]},"
-                                                             "{'plugin_id':'hub','version':'2.0','download_url':'h','release_notes':'Fixes','min_os_version':null}]"));
-        QCOMPARE(feed, (QList<PluginVersionInfo>{{"a", "1.0", "u"}, {PluginVersionInfo::HubId, "2.0", "h", "Fixes"}}));
-        const QByteArray good = json("[{'plugin_id':'a','version':'1','download_url':'u'},");
-        QVERIFY(!PluginVersionInfo::decodeFeed(good + json("{'plugin_id':'b','version':1.2,'download_url':'u'}]")));
-        QVERIFY(!PluginVersionInfo::decodeFeed(good + json("{'plugin_id':'b','version':'1','download_url':'u','release_notes':3}]")));
+        const QString digest(64, 'A');
+        const auto feed = PluginVersionInfo::decodeFeed(json("[{'plugin_id':'a','version':'1.0','download_url':'u','extra':[1],'size':0},"
+                                                             "{'plugin_id':'hub','version':'2.0','download_url':'h','release_notes':'Fixes','min_os_version':null,"
+                                                             "'sha256':'") + digest.toLatin1() + json("','size':null}]"));
+        QCOMPARE(feed, (QList<PluginVersionInfo>{{"a", "1.0", "u", {}, {}, {}, 0}, {PluginVersionInfo::HubId, "2.0", "h", "Fixes", {}, digest, {}}}));
+        const QByteArray good = json("[{'plugin_id':'a','version':'1','download_url':'u'},{'plugin_id':'b','version':'1','download_url':'u',");
+        for (const char *bad : {"'version':1.2}]", "'release_notes':3}]", "'sha256':'abc'}]", "'sha256':7}]", "'size':-1}]", "'size':'12'}]", "'size':1.5}]"})
+            QVERIFY2(!PluginVersionInfo::decodeFeed(good + json(bad)), bad);
+        QVERIFY(!PluginVersionInfo::decodeFeed(good + "\"sha256\":\"" + QByteArray(63, 'a') + "g\"}]"));
     }
 
     // Release notes as their tooltips show them.
@@ -147,6 +154,26 @@ private slots:
         manager->rebuildStates();
         QCOMPARE(state("p").status, UpdateStatus::upToDate());
         QCOMPARE(state("p").latestVersion, QString("1.10"));
+    }
+
+    // The record's notes, digest and size ride with its version, through
+    // rebuilds; the first applied feed clears partial files it no longer offers.
+    void feedChecksCarried()
+    {
+        const QString stale = TestSandbox::current().downloads() + "/" + platform::ResumeRecord::partialFileName(QUrl("https://dl.example/withdrawn.dmg"));
+        QVERIFY(testfiles::write(stale, "part"));
+        serveCatalog({fixtures::product("p", installBundles("p", {{"AU", "1.0"}}))});
+        QJsonObject record = version("p", "2.0");
+        record.insert("release_notes", "Notes");
+        record.insert("sha256", QString(64, 'f'));
+        record.insert("size", 12);
+        serveFeed({record});
+        QVERIFY(check());
+        manager->rebuildStates();
+        serveCatalog({fixtures::product("p", installBundles("p", {{"AU", "1.0"}})), fixtures::product("q")});
+        QCOMPARE((QList<QVariant>{*state("p").releaseNotes, *state("p").expectedSha256, *state("p").expectedSize}),
+                 (QList<QVariant>{"Notes", QString(64, 'f'), qint64(12)}));
+        QVERIFY(!QFile::exists(stale));
     }
 
     // Product records apply in order, only to known products, each notifying;
@@ -275,6 +302,65 @@ private slots:
         QCOMPARE(host.revealer.revealed, ok ? QStringList{saved} : QStringList());
         QCOMPARE(testfiles::downloadsListing(), QStringList{"Product.dmg"});
         QVERIFY(manager->downloadingIds().isEmpty());
+    }
+
+    // What the feed says of an installer holds for its download; progress is
+    // told while it runs and forgotten when it ends.
+    void feedChecksAndProgress_data()
+    {
+        QTest::addColumn<QString>("sha256");
+        QTest::addColumn<QString>("error");
+        const QByteArray body = LocalHttpService::generatedBytes(0, 60000);
+        QTest::newRow("matches") << QString(QCryptographicHash::hash(body, QCryptographicHash::Sha256).toHex().toUpper()) << "";
+        QTest::newRow("differs") << QString(64, '0') << "the file's SHA-256 does not match the feed";
+    }
+    void feedChecksAndProgress()
+    {
+        QFETCH(QString, sha256);
+        const QString url = service.url("/files/P.dmg").toString();
+        serveCatalog({fixtures::product("p", installBundles("p", {{"AU", "1.0"}}))});
+        QJsonObject record = version("p", "2.0", url);
+        record.insert("sha256", sha256);
+        serveFeed({record});
+        QVERIFY(check());
+        service.setRoute("/files/P.dmg", Route{.generatedSize = 60000, .bytesPerSecond = 200000});
+        QSignalSpy told(manager.get(), &UpdateManager::downloadProgressChanged);
+        auto download = manager->download("p", url, false);
+        QTRY_VERIFY(!manager->downloadProgressText("p").isEmpty());
+        // The test host's clock stands still: no rate.
+        QVERIFY2(QRegularExpression("^0\\.\\d of 0\\.1 MB$").match(manager->downloadProgressText("p")).hasMatch(),
+                 qPrintable(manager->downloadProgressText("p")));
+        QCOMPARE(manager->downloadProgressTexts(), (QVariantMap{{"p", manager->downloadProgressText("p")}}));
+        QTEST(QCoro::waitFor(std::move(download)).outcome.error, "error");
+        QVERIFY(!told.isEmpty());
+        QVERIFY(manager->downloadProgressText("p").isEmpty());
+    }
+
+    // Figures as the tooltip shows them: MB of 10^6 bytes, one decimal under
+    // ten, the rate over the last five seconds of the host's clock.
+    void progressText_data()
+    {
+        QTest::addColumn<QList<QPoint>>("samples"); // (milliseconds, kilobytes)
+        QTest::addColumn<qint64>("total");
+        QTest::addColumn<QString>("en");
+        QTest::addColumn<QString>("ja");
+        QTest::newRow("first bytes, total unknown") << QList<QPoint>{{0, 48000}} << qint64(-1) << "48 MB" << "48 MB";
+        QTest::newRow("steady") << QList<QPoint>{{0, 0}, {1000, 12000}, {4000, 48000}} << qint64(310e6) << "48 of 310 MB, 12 MB/s" << "310 MB 中 48 MB、12 MB/秒";
+        QTest::newRow("small figures") << QList<QPoint>{{0, 0}, {2000, 4840}} << qint64(9.96e6) << "4.8 of 10 MB, 2.4 MB/s" << "10 MB 中 4.8 MB、2.4 MB/秒";
+        QTest::newRow("older samples drop out") << QList<QPoint>{{0, 0}, {1000, 1000}, {7000, 61000}} << qint64(-1) << "61 MB, 10 MB/s" << "61 MB、10 MB/秒";
+        QTest::newRow("started over") << QList<QPoint>{{0, 50000}, {1000, 60000}, {2000, 1000}, {3000, 3000}} << qint64(-1) << "3.0 MB, 2.0 MB/s" << "3.0 MB、2.0 MB/秒";
+    }
+    void progressText()
+    {
+        QFETCH(QList<QPoint>, samples);
+        QFETCH(qint64, total);
+        DownloadProgress progress;
+        const QDateTime start = host.clock.now();
+        for (const QPoint &sample : samples)
+            progress.update(qint64(sample.y()) * 1000, total, start.addMSecs(sample.x()));
+        const StringKey text = L10n::downloadProgress(progress.received(), progress.total(), progress.rate());
+        QTEST(text.en, "en");
+        QTEST(text.ja, "ja");
     }
 
     void oneDownloadPerProduct()

@@ -4,6 +4,7 @@
 #include "support/LocalHttpService.h"
 #include "support/PropertyListWriter.h"
 
+#include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -20,6 +21,17 @@ QByteArray resource(const QString &name)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
+QByteArray sha256(const LocalHttpService::Route &route)
+{
+    if (route.generatedSize < 0)
+        return QCryptographicHash::hash(route.body, QCryptographicHash::Sha256);
+    QCryptographicHash hash(QCryptographicHash::Sha256);
+    constexpr qint64 Block = 1024 * 1024;
+    for (qint64 offset = 0; offset < route.generatedSize; offset += Block)
+        hash.addData(LocalHttpService::generatedBytes(offset, std::min(Block, route.generatedSize - offset)));
+    return hash.result();
+}
+
 } // namespace
 
 void serveCatalogue(LocalHttpService &service)
@@ -27,16 +39,34 @@ void serveCatalogue(LocalHttpService &service)
     const QByteArray base = service.baseUrl().toString().toUtf8();
     service.setRoute(QStringLiteral("/api/hub/products"), {.body = resource(QStringLiteral("catalog.json")),
                                                            .headers = {{"Content-Type", "application/json"}}});
-    const QByteArray feed = resource(QStringLiteral("versions.json")).replace("{base}", base);
-    service.setRoute(QStringLiteral("/api/plugin-versions"), {.body = feed, .headers = {{"Content-Type", "application/json"}}});
 
-    // One small installer for every record of the feed.
-    for (const QJsonValue &record : QJsonDocument::fromJson(feed).array()) {
-        const QString url = record.toObject().value(QStringLiteral("download_url")).toString();
-        const QString path = url.mid(base.size());
-        service.setRoute(path, {.body = "Quillmarsh demo installer " + path.toUtf8() + "\n",
-                                .headers = {{"Content-Type", "application/octet-stream"}}});
+    // An installer for every record of the feed, which states its size and
+    // digest unless the record gives a digest of its own (one that does not
+    // match, so the hub refuses that download). "demo_" keys shape the
+    // installer and are not served: one is large and slow enough to stop
+    // the service halfway through and watch the download resume.
+    QJsonArray records = QJsonDocument::fromJson(resource(QStringLiteral("versions.json")).replace("{base}", base)).array();
+    for (QJsonValueRef value : records) {
+        QJsonObject record = value.toObject();
+        const QString path = record.value(QStringLiteral("download_url")).toString().mid(base.size());
+        const qint64 generated = record.take(QStringLiteral("demo_generated_size")).toInteger(-1);
+        const qint64 rate = record.take(QStringLiteral("demo_bytes_per_second")).toInteger(0);
+        LocalHttpService::Route route{.headers = {{"Content-Type", "application/octet-stream"}}, .generatedSize = generated,
+                                      .bytesPerSecond = rate};
+        if (generated < 0)
+            route.body = "Quillmarsh demo installer " + path.toUtf8() + "\n";
+        const QByteArray digest = sha256(route);
+        if (generated < 0)
+            route.etag = '"' + digest.toHex().left(16) + '"';
+        if (record.value(QStringLiteral("plugin_id")).toString() != QLatin1String("hub") && !record.contains(QStringLiteral("sha256"))) {
+            record.insert(QStringLiteral("sha256"), QString::fromLatin1(digest.toHex()));
+            record.insert(QStringLiteral("size"), generated < 0 ? route.body.size() : generated);
+        }
+        value = record;
+        service.setRoute(path, route);
     }
+    service.setRoute(QStringLiteral("/api/plugin-versions"), {.body = QJsonDocument(records).toJson(QJsonDocument::Indented),
+                                                              .headers = {{"Content-Type", "application/json"}}});
 }
 
 void serveHubRelease(LocalHttpService &service, const QString &releaseFile, const QString &enclosureSignature)
