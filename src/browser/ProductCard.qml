@@ -26,6 +26,7 @@ Rectangle {
     readonly property string downloadURL: model.downloadURL
     readonly property bool downloading: model.downloading
     readonly property string versionLine: model.versionLine
+    readonly property string releaseNotes: model.releaseNotes
 
     // Tab or Backtab left the card's last or first stop.
     signal tabbedPast(Item from, bool forward)
@@ -132,7 +133,9 @@ Rectangle {
                 Loader {
                     active: card.updateAvailable
                     visible: active
-                    sourceComponent: UpdateBadge {}
+                    // qmllint disable unqualified
+                    sourceComponent: UpdateBadge { notes: card.releaseNotes }
+                    // qmllint enable unqualified
                 }
                 Loader {
                     id: coupon
@@ -186,6 +189,9 @@ Rectangle {
             Loader {
                 id: actionSlot
                 visible: item !== null
+                // On the slot, not the button: a button taking no clicks
+                // while it downloads gets no hover either.
+                HoverHandler { id: actionHover }
                 sourceComponent: card.updateAvailable ? updateAction
                                : card.installState === HubInstallState.Installed ? supportAction
                                : card.installState === HubInstallState.NotInstalled ? learnMoreAction
@@ -208,6 +214,12 @@ Rectangle {
             onClicked: () => AppState.updateManager.downloadAndReveal(card.productId, card.downloadURL)
             Keys.onTabPressed: () => card.tab(updateButton, true)
             Keys.onBacktabPressed: () => card.tab(updateButton, false)
+            HubToolTip {
+                objectName: "progressTip"
+                text: AppState.updateManager.downloadProgressTexts[card.productId] ?? ""
+                visible: card.downloading && actionHover.hovered && text !== ""
+                delay: 0
+            }
         }
     }
     Component {

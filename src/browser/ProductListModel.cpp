@@ -1,6 +1,7 @@
 #include "ProductListModel.h"
 
 #include "app/AppState.h"
+#include "updates/NotesExcerpt.h"
 #include "updates/VersionLabels.h"
 
 #include <QTextBoundaryFinder>
@@ -44,7 +45,7 @@ void ProductListModel::scheduleStateRefresh()
         m_refreshPending = false;
         if (!m_rows.isEmpty())
             emit dataChanged(index(0), index(int(m_rows.size()) - 1),
-                             {InstallStateRole, UpdateAvailableRole, DownloadURLRole, DownloadingRole, VersionLineRole});
+                             {InstallStateRole, UpdateAvailableRole, DownloadURLRole, DownloadingRole, VersionLineRole, ReleaseNotesRole});
     });
 }
 
@@ -103,6 +104,8 @@ QVariant ProductListModel::data(const QModelIndex &index, int role) const
         return updates.downloadingIds().contains(product.id);
     case VersionLineRole:
         return hasUpdateState ? versionDisplay(updateState->installedVersions) : QString();
+    case ReleaseNotesRole:
+        return hasUpdateState ? notes::excerpt(updateState->releaseNotes.value_or(QString())) : QString();
     }
     return {};
 }
@@ -129,6 +132,7 @@ QHash<int, QByteArray> ProductListModel::roleNames() const
         {DownloadURLRole, "downloadURL"},
         {DownloadingRole, "downloading"},
         {VersionLineRole, "versionLine"},
+        {ReleaseNotesRole, "releaseNotes"},
     };
 }
 

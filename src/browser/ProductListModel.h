@@ -35,6 +35,7 @@ public:
         DownloadURLRole,
         DownloadingRole,
         VersionLineRole,
+        ReleaseNotesRole,
     };
 
     explicit ProductListModel(AppState &state, QObject *parent = nullptr);

@@ -1,9 +1,13 @@
 import QtQuick
 import Quillmarsh.Hub
 
-// Marks a product with an update available; the same word in every language.
+// Marks a product with an update available; the same word in every
+// language. Its tooltip holds the new version's release notes.
 Rectangle {
+    id: badge
     objectName: "updateBadge"
+
+    property string notes
 
     implicitWidth: labelText.implicitWidth + 10
     implicitHeight: labelText.implicitHeight + 4
@@ -20,5 +24,12 @@ Rectangle {
         font.pixelSize: 9
         font.weight: Font.Bold
         color: "black"
+    }
+
+    HoverHandler { id: hover }
+    HubToolTip {
+        objectName: "releaseNotesTip"
+        text: badge.notes
+        visible: hover.hovered && text !== ""
     }
 }

@@ -12,7 +12,9 @@ UpdateTableRow {
     name: model.displayName
     installedLabel: model.installedLabel
     latestLabel: model.latestLabel
+    latestNotes: model.releaseNotes
     status: model.status
     downloading: model.downloading
+    progressText: AppState.updateManager.downloadProgressTexts[productId] ?? ""
     onUpdateClicked: AppState.updateManager.downloadAndReveal(productId, model.downloadURL)
 }

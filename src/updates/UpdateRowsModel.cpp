@@ -1,6 +1,7 @@
 #include "UpdateRowsModel.h"
 
 #include "app/AppState.h"
+#include "updates/NotesExcerpt.h"
 #include "updates/VersionLabels.h"
 
 namespace {
@@ -68,6 +69,8 @@ QVariant UpdateRowsModel::data(const QModelIndex &index, int role) const
         return state.status.downloadURL;
     case DownloadingRole:
         return m_state.updateManager()->downloadingIds().contains(id);
+    case ReleaseNotesRole:
+        return notes::excerpt(state.releaseNotes.value_or(QString()));
     }
     return {};
 }
@@ -82,6 +85,7 @@ QHash<int, QByteArray> UpdateRowsModel::roleNames() const
         {StatusRole, "status"},
         {DownloadURLRole, "downloadURL"},
         {DownloadingRole, "downloading"},
+        {ReleaseNotesRole, "releaseNotes"},
     };
 }
 

@@ -20,6 +20,7 @@ public:
         StatusRole,
         DownloadURLRole,
         DownloadingRole,
+        ReleaseNotesRole,
     };
 
     explicit UpdateRowsModel(AppState &state, QObject *parent = nullptr);

@@ -20,10 +20,14 @@ FocusScope {
     property int nameWeight: Font.Normal
     property string installedLabel: "\u2014"
     property string latestLabel: "\u2014"
+    // The latest version's release notes, its cell's tooltip.
+    property string latestNotes
     property int status: UpdateStatus.NotInstalled
     property bool showsStatus: true
-    // While its download runs the button says so and takes no clicks.
+    // While its download runs the button says so and takes no clicks; its
+    // tooltip says how far it has come.
     property bool downloading: false
+    property string progressText
 
     signal updateClicked()
     // Tab or Backtab left the row's button.
@@ -43,15 +47,18 @@ FocusScope {
 
     component Cell: Text {
         id: cell
+        // Shown on hover under the text, which shows whole there if cut.
+        property string notes
         font.pixelSize: 13
         color: HubColors.textSecondary
         elide: Text.ElideRight
         rightPadding: 6
         textFormat: Text.PlainText
         HoverHandler { id: hover }
-        ToolTip {
-            text: cell.text
-            visible: cell.truncated && hover.hovered
+        HubToolTip {
+            objectName: "cellTip"
+            text: [cell.truncated ? cell.text : "", cell.notes].filter(part => part !== "").join("\n\n")
+            visible: hover.hovered && text !== ""
             delay: 400
         }
     }
@@ -103,6 +110,7 @@ FocusScope {
             Layout.preferredWidth: UpdateTableRow.LatestWidth
             Layout.minimumWidth: Layout.preferredWidth
             text: row.latestLabel
+            notes: row.latestNotes
             font.family: "monospace"
         }
         Item {
@@ -139,7 +147,16 @@ FocusScope {
                 onClicked: row.updateClicked()
                 Keys.onTabPressed: row.tabbedPast(updateButton, true)
                 Keys.onBacktabPressed: row.tabbedPast(updateButton, false)
+                HubToolTip {
+                    objectName: "progressTip"
+                    text: row.progressText
+                    visible: row.downloading && actionHover.hovered && text !== ""
+                    delay: 0
+                }
             }
+            // On the column, not the button: a button taking no clicks
+            // while it downloads gets no hover either.
+            HoverHandler { id: actionHover }
         }
     }
 

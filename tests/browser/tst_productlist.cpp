@@ -91,7 +91,7 @@ private slots:
         const auto card = [root](const char *part) { return child(cardOf(root, "live"), part); };
         const auto badged = [root] { return shown(cardOf(root, "live"), "updateBadge"); };
         const QString url = service.url("/files/live.deb").toString();
-        service.setRoute("/files/live.deb", Route{.body = "installer", .delay = 300ms});
+        service.setRoute("/files/live.deb", Route{.body = QByteArray(400'000, 'x'), .bytesPerSecond = 500'000});
         load({installed("live", {{"VST3", "1.0"}})});
         QTRY_VERIFY(cardOf(root, "live"));
         QCOMPARE(accessibleName(card("stateBadge")), "Installed");
@@ -99,12 +99,17 @@ private slots:
         QCOMPARE(card("versionLine")->property("text").toString(), "v1.0");
         QVERIFY(!badged());
 
-        load({installed("live", {{"VST3", "1.0"}})}, {fixtures::version("live", "2.0", url)});
+        QJsonObject record = fixtures::version("live", "2.0", url);
+        record.insert("release_notes", "<b>Fixed</b> clicks");
+        load({installed("live", {{"VST3", "1.0"}})}, {record});
         QTRY_VERIFY(badged());
+        // The notes as written, markup and all.
+        QCOMPARE(QmlHarness::find(card("updateBadge"), "releaseNotesTip")->property("text").toString(), "<b>Fixed</b> clicks");
         QTRY_COMPARE(accessibleName(card("actionButton")), "Update");
         click(card("actionButton"));
         QTRY_COMPARE(card("actionButton")->property("text").toString(), "...");
         QVERIFY(!card("actionButton")->isEnabled());
+        QTRY_VERIFY(QmlHarness::find(card("actionButton"), "progressTip")->property("text").toString().contains(" of 0.4 MB"));
         QTRY_VERIFY(harness->state.updateManager()->downloadingIds().isEmpty());
         QTRY_VERIFY(card("actionButton")->isEnabled());
         QCOMPARE(harness->host.revealer.revealed.size(), 1);

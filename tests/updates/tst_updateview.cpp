@@ -116,9 +116,13 @@ private slots:
         QTRY_COMPARE(productRows(root).size(), 1);
         QCOMPARE(textOf(row("statusBadge"), "statusText"), "Up to date");
 
-        service.setRoute(FeedPath, Route{.body = fixtures::document({fixtures::version("t", "1.5", url)})});
+        QJsonObject record = fixtures::version("t", "1.5", url);
+        record.insert("release_notes", "Faster <i>and</i> lighter\n\n\n\nNew presets");
+        service.setRoute(FeedPath, Route{.body = fixtures::document({record})});
         click(child(root, "checkButton"));
         QTRY_COMPARE(row("latestVersion")->property("text").toString(), "1.5");
+        QCOMPARE(QmlHarness::find(row("latestVersion"), "cellTip")->property("text").toString(),
+                 "Faster <i>and</i> lighter\n\nNew presets");
         QCOMPARE(textOf(row("statusBadge"), "statusText"), "Update available");
         QVERIFY(row("updateButton")->isVisible());
         QVERIFY(!shown(root, "updateAllButton")); // one update: its own button is enough
