@@ -1,6 +1,5 @@
 import QtQuick
 import QtQuick.Controls
-import Quillmarsh.Hub
 
 // A tooltip for text that comes from outside (release notes, file sizes):
 // shown exactly as written, never read as markup, and wrapped at a

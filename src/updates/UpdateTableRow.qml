@@ -57,7 +57,10 @@ FocusScope {
         HoverHandler { id: hover }
         HubToolTip {
             objectName: "cellTip"
-            text: [cell.truncated ? cell.text : "", cell.notes].filter(part => part !== "").join("\n\n")
+            text: {
+                const whole = cell.truncated ? cell.text : ""
+                return whole !== "" && cell.notes !== "" ? whole + "\n\n" + cell.notes : whole + cell.notes
+            }
             visible: hover.hovered && text !== ""
             delay: 400
         }
