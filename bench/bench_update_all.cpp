@@ -25,6 +25,7 @@
 #include <cstdio>
 #include <cstring>
 #include <optional>
+#include <unistd.h>
 #include <vector>
 
 using namespace bench;
@@ -62,7 +63,8 @@ struct Measurement
 {
     bool ok = false;
     double seconds = 0;
-    qint64 peakRss = -1; // hub only
+    double durableSeconds = 0; // curl only: until its files are on disk, as the hub's are before their rename
+    qint64 peakRss = -1;       // hub only
 };
 
 QCoro::Task<Measurement> updateAllWithHub(UpdateManager &manager, qint64 size)
@@ -102,6 +104,12 @@ QCoro::Task<Measurement> fetchAllWithCurl(const QString &curl, const Origin &ori
     const bool finished = started && co_await qCoro(process).waitForFinished(-1);
     Measurement m;
     m.seconds = clock.nsecsElapsed() / 1e9;
+    for (int i = 0; i < Products; ++i) {
+        QFile saved(folder + fileOf(i).section(u'/', -1));
+        if (saved.open(QIODevice::ReadOnly))
+            ::fsync(saved.handle());
+    }
+    m.durableSeconds = clock.nsecsElapsed() / 1e9;
     m.ok = finished && process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
     for (int i = 0; i < Products; ++i) {
         const QString saved = folder + fileOf(i).section(u'/', -1);
@@ -167,8 +175,8 @@ QCoro::Task<int> run(qint64 size, int runs)
 
     std::printf("%d products of %.0f MiB each, two transfers at a time, %d runs, load average %s\n", Products,
                 size / MiB, runs, loadAverage().constData());
-    std::printf("%-4s %7s %7s %8s %11s\n", "run", "hub s", "curl s", "hub/curl", "RSS growth");
-    std::vector<double> hubTimes, curlTimes, ratios;
+    std::printf("%-4s %7s %7s %8s %16s %11s\n", "run", "hub s", "curl s", "hub/curl", "curl+fsync s", "RSS growth");
+    std::vector<double> hubTimes, curlTimes, durableTimes, ratios;
     qint64 worstGrowth = 0;
     for (int i = 1; i <= runs; ++i) {
         // Alternate who goes first, so neither always inherits the other's writeback.
@@ -184,16 +192,17 @@ QCoro::Task<int> run(qint64 size, int runs)
             co_return 2;
         hubTimes.push_back(hub.seconds);
         curlTimes.push_back(viaCurl.seconds);
+        durableTimes.push_back(viaCurl.durableSeconds);
         ratios.push_back(hub.seconds / viaCurl.seconds);
         worstGrowth = std::max(worstGrowth, hub.peakRss - startRss);
-        std::printf("%-4d %7.2f %7.2f %8.2f %7.1f MiB\n", i, hub.seconds, viaCurl.seconds, ratios.back(),
-                    (hub.peakRss - startRss) / MiB);
+        std::printf("%-4d %7.2f %7.2f %8.2f %16.2f %7.1f MiB\n", i, hub.seconds, viaCurl.seconds, ratios.back(),
+                    viaCurl.durableSeconds, (hub.peakRss - startRss) / MiB);
         std::fflush(stdout);
     }
     const double ratio = median(ratios);
     const bool memoryOk = worstGrowth < RssBudget;
-    std::printf("median: hub %.2f s, curl %.2f s (load average %s)\n", median(hubTimes), median(curlTimes),
-                loadAverage().constData());
+    std::printf("median: hub %.2f s, curl %.2f s, curl and fsync of its files %.2f s (load average %s)\n",
+                median(hubTimes), median(curlTimes), median(durableTimes), loadAverage().constData());
     std::printf("peak RSS growth < %.0f MiB: %s\n", RssBudget / MiB, memoryOk ? "yes" : "NO");
     std::printf("ratio %.2f (target <= %.1f): update all %.2f s, curl two at a time %.2f s, worst peak memory growth %.1f MiB\n",
                 ratio, AllowedRatio, median(hubTimes), median(curlTimes), worstGrowth / MiB);
