@@ -1,11 +1,15 @@
 #include "BenchSupport.h"
 
+#include "support/TestSandbox.h"
+
 #include <QCoreApplication>
 #include <QCoroIODevice>
 #include <QCoroProcess>
 #include <QFile>
 
 #include <algorithm>
+#include <cstring>
+#include <optional>
 #include <cstdio>
 #include <unistd.h>
 
@@ -95,6 +99,15 @@ double median(std::vector<double> values)
     return n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
 }
 
+bool insideSandbox(const QString &downloads)
+{
+    const QString home = TestSandbox::current().home();
+    if (!home.isEmpty() && downloads.startsWith(home + u'/'))
+        return true;
+    std::fprintf(stderr, "Downloads is outside the sandbox: %s\n", qPrintable(downloads));
+    return false;
+}
+
 QCoro::Task<bool> Origin::start(std::function<void(LocalHttpService &)> addRoutes, bool separateProcess,
                                 QStringList childArguments)
 {
@@ -133,6 +146,28 @@ Origin::~Origin()
     }
 }
 
+std::optional<Options> parseOptions(const QStringList &arguments, Options defaults, bool serverProcess)
+{
+    Options options = defaults;
+    for (qsizetype i = 1; i < arguments.size(); ++i) {
+        bool ok = true;
+        const bool hasValue = i + 1 < arguments.size();
+        if (arguments[i] == QLatin1String("--size-mib") && hasValue)
+            options.sizeMiB = arguments[++i].toLongLong(&ok);
+        else if (arguments[i] == QLatin1String("--runs") && hasValue)
+            options.runs = arguments[++i].toInt(&ok);
+        else if (serverProcess && arguments[i] == QLatin1String("--server-process"))
+            options.separateServer = true;
+        else if (arguments[i] == QLatin1String("--serve-only"))
+            options.serve = true;
+        else
+            ok = false;
+        if (!ok || options.sizeMiB <= 0 || options.runs <= 0)
+            return std::nullopt;
+    }
+    return options;
+}
+
 int serveOnly(const std::function<void(LocalHttpService &)> &addRoutes)
 {
     LocalHttpService service;
@@ -142,6 +177,31 @@ int serveOnly(const std::function<void(LocalHttpService &)> &addRoutes)
     std::printf("%d\n", service.baseUrl().port());
     std::fflush(stdout);
     return QCoreApplication::exec();
+}
+
+} // namespace bench
+
+namespace bench {
+
+int benchmarkMain(int argc, char *argv[], const char *usage, Options defaults, bool serverProcess,
+                  std::function<void(LocalHttpService &, qint64 size)> addRoutes,
+                  std::function<QCoro::Task<int>(const Options &)> run)
+{
+    std::optional<TestSandbox> sandbox;
+    if (!std::any_of(argv + 1, argv + argc, [](const char *arg) { return std::strcmp(arg, "--serve-only") == 0; }))
+        sandbox.emplace();
+    QCoreApplication app(argc, argv);
+    app.setOrganizationName(QStringLiteral("Quillmarsh"));
+    app.setApplicationName(QStringLiteral("Quillmarsh Hub"));
+    const auto options = parseOptions(app.arguments(), defaults, serverProcess);
+    if (!options) {
+        std::fprintf(stderr, "usage: %s\n", usage);
+        return 2;
+    }
+    const qint64 size = options->sizeMiB << 20;
+    if (options->serve)
+        return serveOnly([&](LocalHttpService &service) { addRoutes(service, size); });
+    return QCoro::waitFor(run(*options));
 }
 
 } // namespace bench

@@ -13,6 +13,7 @@
 #include <QUrl>
 
 #include <functional>
+#include <optional>
 #include <vector>
 
 namespace bench {
@@ -52,6 +53,10 @@ QByteArray loadAverage();
 
 double median(std::vector<double> values);
 
+// Whether `downloads` lies inside the sandbox's home, so no benchmark ever
+// writes gigabytes into the real Downloads folder; says why not on stderr.
+bool insideSandbox(const QString &downloads);
+
 // Where the bodies come from: this process's event loop, or a child
 // process (this program run with `childArguments`, printing its port on
 // its first line), so that the hub's event loop carries only its own work.
@@ -66,6 +71,26 @@ struct Origin
     QUrl url(const QString &path) const;
     ~Origin();
 };
+
+// What a download benchmark was asked for on its command line.
+struct Options
+{
+    qint64 sizeMiB = 0;
+    int runs = 0;
+    bool separateServer = false; // --server-process
+    bool serve = false;          // --serve-only: the child's side of Origin
+};
+// Reads --size-mib N, --runs N, --serve-only and, if `serverProcess` is
+// allowed, --server-process over `defaults`; nothing on a usage error.
+std::optional<Options> parseOptions(const QStringList &arguments, Options defaults, bool serverProcess);
+
+// A download benchmark's main(): HOME, and so Downloads, in a temporary
+// folder (not for the child service, which is terminated and would leave
+// its folder behind), the options read, then either serving `addRoutes`
+// for the parent or `run`.
+int benchmarkMain(int argc, char *argv[], const char *usage, Options defaults, bool serverProcess,
+                  std::function<void(LocalHttpService &, qint64 size)> addRoutes,
+                  std::function<QCoro::Task<int>(const Options &)> run);
 
 // The child's side of Origin: serves `addRoutes` and prints its port, then
 // serves until terminated.

@@ -149,11 +149,8 @@ QCoro::Task<int> run(qint64 size, int runs, bool separateServer)
     TestHost host;
     const QString home = TestSandbox::current().home();
     const QString downloads = host.paths.downloadsDirectory();
-    // Never write a gigabyte into the real Downloads folder.
-    if (home.isEmpty() || !downloads.startsWith(home + u'/')) {
-        std::fprintf(stderr, "Downloads is outside the sandbox: %s\n", qPrintable(downloads));
+    if (!insideSandbox(downloads))
         co_return 2;
-    }
     UpdateManager manager(origin.url(QStringLiteral("/api/plugin-versions")), host.host);
 
     const QString curl = QStandardPaths::findExecutable(QStringLiteral("curl"));
@@ -230,39 +227,7 @@ QCoro::Task<int> run(qint64 size, int runs, bool separateServer)
 
 int main(int argc, char *argv[])
 {
-    // HOME, and so Downloads, inside a temporary folder. Not for the child
-    // service: it is terminated, and would leave its folder behind.
-    std::optional<TestSandbox> sandbox;
-    if (!std::any_of(argv + 1, argv + argc, [](const char *arg) { return std::strcmp(arg, "--serve-only") == 0; }))
-        sandbox.emplace();
-    QCoreApplication app(argc, argv);
-    app.setOrganizationName(QStringLiteral("Quillmarsh"));
-    app.setApplicationName(QStringLiteral("Quillmarsh Hub"));
-
-    qint64 sizeMiB = 1024;
-    int runs = 9;
-    bool separateServer = false;
-    bool serve = false;
-    const QStringList args = app.arguments();
-    for (qsizetype i = 1; i < args.size(); ++i) {
-        bool ok = true;
-        const bool hasValue = i + 1 < args.size();
-        if (args[i] == QLatin1String("--size-mib") && hasValue)
-            sizeMiB = args[++i].toLongLong(&ok);
-        else if (args[i] == QLatin1String("--runs") && hasValue)
-            runs = args[++i].toInt(&ok);
-        else if (args[i] == QLatin1String("--server-process"))
-            separateServer = true;
-        else if (args[i] == QLatin1String("--serve-only"))
-            serve = true;
-        else
-            ok = false;
-        if (!ok || sizeMiB <= 0 || runs <= 0) {
-            std::fprintf(stderr, "usage: bench_download [--size-mib N] [--runs N] [--server-process]\n");
-            return 2;
-        }
-    }
-    if (serve)
-        return serveOnly([sizeMiB](LocalHttpService &service) { addRoutes(service, sizeMiB << 20); });
-    return QCoro::waitFor(run(sizeMiB << 20, runs, separateServer));
+    return benchmarkMain(argc, argv, "bench_download [--size-mib N] [--runs N] [--server-process]",
+                         Options{.sizeMiB = 1024, .runs = 9}, true, addRoutes,
+                         [](const Options &options) { return run(options.sizeMiB << 20, options.runs, options.separateServer); });
 }

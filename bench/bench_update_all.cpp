@@ -149,11 +149,8 @@ QCoro::Task<int> run(qint64 size, int runs)
     TestHost host;
     const QString home = TestSandbox::current().home();
     const QString downloads = host.paths.downloadsDirectory();
-    // Never write gigabytes into the real Downloads folder.
-    if (home.isEmpty() || !downloads.startsWith(home + u'/')) {
-        std::fprintf(stderr, "Downloads is outside the sandbox: %s\n", qPrintable(downloads));
+    if (!insideSandbox(downloads))
         co_return 2;
-    }
     const QString curl = QStandardPaths::findExecutable(QStringLiteral("curl"));
     const QString curlFolder = home + QStringLiteral("/curl/");
     if (curl.isEmpty() || !QDir().mkpath(curlFolder)) {
@@ -213,34 +210,6 @@ QCoro::Task<int> run(qint64 size, int runs)
 
 int main(int argc, char *argv[])
 {
-    // HOME, and so Downloads, inside a temporary folder; not for the child
-    // service, which is terminated and would leave its folder behind.
-    const bool serve = std::any_of(argv + 1, argv + argc, [](const char *arg) { return std::strcmp(arg, "--serve-only") == 0; });
-    std::optional<TestSandbox> sandbox;
-    if (!serve)
-        sandbox.emplace();
-    QCoreApplication app(argc, argv);
-    app.setOrganizationName(QStringLiteral("Quillmarsh"));
-    app.setApplicationName(QStringLiteral("Quillmarsh Hub"));
-
-    qint64 sizeMiB = 100;
-    int runs = 5;
-    const QStringList args = app.arguments();
-    for (qsizetype i = 1; i < args.size(); ++i) {
-        bool ok = true;
-        const bool hasValue = i + 1 < args.size();
-        if (args[i] == QLatin1String("--size-mib") && hasValue)
-            sizeMiB = args[++i].toLongLong(&ok);
-        else if (args[i] == QLatin1String("--runs") && hasValue)
-            runs = args[++i].toInt(&ok);
-        else
-            ok = args[i] == QLatin1String("--serve-only");
-        if (!ok || sizeMiB <= 0 || runs <= 0) {
-            std::fprintf(stderr, "usage: bench_update_all [--size-mib N] [--runs N]\n");
-            return 2;
-        }
-    }
-    if (serve)
-        return serveOnly([sizeMiB](LocalHttpService &service) { addRoutes(service, sizeMiB << 20); });
-    return QCoro::waitFor(run(sizeMiB << 20, runs));
+    return benchmarkMain(argc, argv, "bench_update_all [--size-mib N] [--runs N]", Options{.sizeMiB = 100, .runs = 5},
+                         false, addRoutes, [](const Options &options) { return run(options.sizeMiB << 20, options.runs); });
 }
