@@ -62,7 +62,7 @@ QCoro::Task<int> runDownload(const Invocation &invocation, AppState &state)
         complain(QStringLiteral("no update is available for %1").arg(invocation.pluginId));
         co_return 1;
     }
-    auto bar = std::make_unique<ProgressBar>(*state.updateManager(), invocation.pluginId);
+    auto bar = std::make_unique<ProgressBar>(*state.updateManager(), QStringList{invocation.pluginId});
     const auto result = co_await state.updateManager()->download(invocation.pluginId, entry->status.downloadURL,
                                                                 invocation.reveal);
     bar.reset();
@@ -79,7 +79,9 @@ QCoro::Task<int> runDownloadAll(const Invocation &invocation, AppState &state)
     QStringList failures = co_await refreshEverything(state);
     UpdateManager &manager = *state.updateManager();
     const QStringList ids = manager.outdatedProducts();
+    auto bar = std::make_unique<ProgressBar>(manager, ids);
     const QList<platform::DownloadResult> results = co_await manager.downloadAll(invocation.reveal);
+    bar.reset();
     for (qsizetype i = 0; i < results.size(); ++i) {
         if (results[i].outcome.ok())
             out() << oneLine(results[i].savedPath) << Qt::endl;

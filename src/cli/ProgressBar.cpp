@@ -12,12 +12,21 @@ namespace cli {
 namespace {
 
 constexpr int Width = 30;
+constexpr int SharedWidth = 12;
+
+QString barOf(const DownloadProgress &progress, int width)
+{
+    if (progress.total() <= 0)
+        return {};
+    const auto filled = int(width * std::min(progress.received(), progress.total()) / progress.total());
+    return u'[' + QString(filled, u'#') + QString(width - filled, u'.') + QStringLiteral("] ");
+}
 
 } // namespace
 
-ProgressBar::ProgressBar(const UpdateManager &manager, QString pluginId)
+ProgressBar::ProgressBar(const UpdateManager &manager, QStringList pluginIds)
     : m_manager(manager)
-    , m_pluginId(std::move(pluginId))
+    , m_pluginIds(std::move(pluginIds))
 {
     if (::isatty(STDERR_FILENO))
         connect(&manager, &UpdateManager::downloadProgressChanged, this, &ProgressBar::draw);
@@ -31,16 +40,18 @@ ProgressBar::~ProgressBar()
 
 void ProgressBar::draw()
 {
-    const DownloadProgress *progress = m_manager.downloadProgress(m_pluginId);
-    if (!progress)
-        return;
-    const QString figures = L10n::downloadProgress(progress->received(), progress->total(), progress->rate()).en;
-    QString bar;
-    if (progress->total() > 0) {
-        const auto filled = int(Width * std::min(progress->received(), progress->total()) / progress->total());
-        bar = u'[' + QString(filled, u'#') + QString(Width - filled, u'.') + QStringLiteral("] ");
+    QStringList parts;
+    for (const QString &id : m_pluginIds) {
+        const DownloadProgress *progress = m_manager.downloadProgress(id);
+        if (!progress)
+            continue;
+        const QString figures = L10n::downloadProgress(progress->received(), progress->total(), progress->rate()).en;
+        parts << (m_pluginIds.size() == 1 ? barOf(*progress, Width) + figures
+                                          : id + u' ' + barOf(*progress, SharedWidth) + figures);
     }
-    err() << '\r' << bar << figures << "\x1b[K" << Qt::flush;
+    if (parts.isEmpty())
+        return;
+    err() << '\r' << parts.join(QStringLiteral("  ")) << "\x1b[K" << Qt::flush;
     m_drawn = true;
 }
 
