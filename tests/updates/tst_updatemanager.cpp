@@ -304,38 +304,6 @@ private slots:
         QVERIFY(manager->downloadingIds().isEmpty());
     }
 
-    // What the feed says of an installer holds for its download; progress is
-    // told while it runs and forgotten when it ends.
-    void feedChecksAndProgress_data()
-    {
-        QTest::addColumn<QString>("sha256");
-        QTest::addColumn<QString>("error");
-        const QByteArray body = LocalHttpService::generatedBytes(0, 60000);
-        QTest::newRow("matches") << QString(QCryptographicHash::hash(body, QCryptographicHash::Sha256).toHex().toUpper()) << "";
-        QTest::newRow("differs") << QString(64, '0') << "the file's SHA-256 does not match the feed";
-    }
-    void feedChecksAndProgress()
-    {
-        QFETCH(QString, sha256);
-        const QString url = service.url("/files/P.dmg").toString();
-        serveCatalog({fixtures::product("p", installBundles("p", {{"AU", "1.0"}}))});
-        QJsonObject record = version("p", "2.0", url);
-        record.insert("sha256", sha256);
-        serveFeed({record});
-        QVERIFY(check());
-        service.setRoute("/files/P.dmg", Route{.generatedSize = 60000, .bytesPerSecond = 200000});
-        QSignalSpy told(manager.get(), &UpdateManager::downloadProgressChanged);
-        auto download = manager->download("p", url, false);
-        QTRY_VERIFY(!manager->downloadProgressText("p").isEmpty());
-        // The test host's clock stands still: no rate.
-        QVERIFY2(QRegularExpression("^0\\.\\d of 0\\.1 MB$").match(manager->downloadProgressText("p")).hasMatch(),
-                 qPrintable(manager->downloadProgressText("p")));
-        QCOMPARE(manager->downloadProgressTexts(), (QVariantMap{{"p", manager->downloadProgressText("p")}}));
-        QTEST(QCoro::waitFor(std::move(download)).outcome.error, "error");
-        QVERIFY(!told.isEmpty());
-        QVERIFY(manager->downloadProgressText("p").isEmpty());
-    }
-
     // Figures as the tooltip shows them: MB of 10^6 bytes, one decimal under
     // ten, the rate over the last five seconds of the host's clock.
     void progressText_data()
