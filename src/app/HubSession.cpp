@@ -13,7 +13,7 @@ HubSession::HubSession(platform::Host &host, const ServiceAddress &service, Self
     , links(host.urlOpener)
     , productList(state)
     , updateRows(state)
-    , updateNotifier(*state.updateManager(), *state.catalog(), host, l10n)
+    , updateNotifier(*state.updateManager(), host, l10n)
 {
     Q_ASSERT(!liveSession);
     liveSession = this;

@@ -1,14 +1,12 @@
 #include "UpdateNotifier.h"
 
 #include "UpdateManager.h"
-#include "catalog/ProductCatalogManager.h"
 #include "l10n/L10n.h"
 #include "platform/Clock.h"
 #include "platform/Host.h"
 #include "platform/Notifier.h"
 #include "platform/Settings.h"
 
-#include <QSet>
 #include <QUrl>
 
 namespace {
@@ -23,11 +21,10 @@ QString announcedKey(const QString &productId)
 
 } // namespace
 
-UpdateNotifier::UpdateNotifier(UpdateManager &manager, const ProductCatalogManager &catalog, platform::Host &host,
+UpdateNotifier::UpdateNotifier(UpdateManager &manager, platform::Host &host,
                                const L10n &l10n, QObject *parent)
     : QObject(parent)
     , m_manager(manager)
-    , m_catalog(catalog)
     , m_host(host)
     , m_l10n(l10n)
     , m_enabled(platform::hubSettings().value(EnabledKey, true).toBool())
@@ -86,16 +83,11 @@ QList<UpdateNotifier::Fresh> UpdateNotifier::freshUpdates() const
     QSettings &settings = platform::hubSettings();
     settings.beginGroup(QLatin1String(AnnouncedGroup));
     QList<Fresh> fresh;
-    QSet<QString> seen;
-    const auto &states = m_manager.states();
-    for (const Product &product : m_catalog.products()) {
-        const auto state = states.constFind(product.id);
-        if (state == states.cend() || !state->status.isUpdateAvailable() || seen.contains(product.id))
-            continue;
-        seen.insert(product.id);
-        const QString &version = state->status.latestVersion;
-        if (settings.value(announcedKey(product.id)).toString() != version)
-            fresh << Fresh{product.id, product.displayName, version};
+    for (const QString &id : m_manager.outdatedProducts()) {
+        const ProductUpdateState &state = *m_manager.states().constFind(id);
+        const QString &version = state.status.latestVersion;
+        if (settings.value(announcedKey(id)).toString() != version)
+            fresh << Fresh{id, state.product.displayName, version};
     }
     settings.endGroup();
     return fresh;

@@ -6,7 +6,6 @@
 #include <chrono>
 
 class L10n;
-class ProductCatalogManager;
 class UpdateManager;
 
 namespace platform {
@@ -32,8 +31,7 @@ public:
     // Products named in the text; the rest are counted.
     static constexpr int NamedProducts = 3;
 
-    UpdateNotifier(UpdateManager &manager, const ProductCatalogManager &catalog, platform::Host &host,
-                   const L10n &l10n, QObject *parent = nullptr);
+    UpdateNotifier(UpdateManager &manager, platform::Host &host, const L10n &l10n, QObject *parent = nullptr);
 
     bool isEnabled() const { return m_enabled; }
     // Every call stores the choice; only a change notifies.
@@ -62,7 +60,6 @@ private:
     void remember(const QList<Fresh> &announced);
 
     UpdateManager &m_manager;
-    const ProductCatalogManager &m_catalog;
     platform::Host &m_host;
     const L10n &m_l10n;
     bool m_enabled;
